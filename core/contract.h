@@ -1,0 +1,46 @@
+// The contract every fixed-size kernel keeps at its door: null pointers first, then the scaling hint.
+#ifndef ZSPGEN_CORE_CONTRACT_H
+#define ZSPGEN_CORE_CONTRACT_H
+
+#include "zspgen.h"
+
+namespace zsp {
+
+// Which of the two "divide by N" hints a family honours.
+enum class ScaleRule {
+  Forward,    // forward DFTs: ZSP_DIV_FWD_BY_N divides, ZSP_DIV_INV_BY_N does not
+  Inverse,    // inverse DFTs: the other way round
+  Symmetric,  // Hartley and Walsh-Hadamard: both divide by N
+};
+
+// The three literals a kernel holds in its own precision: 1, 1/N and 1/sqrt(N).
+template <class T>
+struct ScaleLiterals {
+  T invN;
+  T invSqrtN;
+};
+
+// Selects the literal the hint asks for, or reports a hint that is not one of the four values.
+template <ScaleRule rule, class T>
+inline zspStatus selectScale(Zsp32s hint, ScaleLiterals<T> literals, T& scale) {
+  switch (hint) {
+    case ZSP_DIV_FWD_BY_N: scale = rule == ScaleRule::Inverse ? T(1) : literals.invN; return zspStsNoErr;
+    case ZSP_DIV_INV_BY_N: scale = rule == ScaleRule::Forward ? T(1) : literals.invN; return zspStsNoErr;
+    case ZSP_DIV_BY_SQRTN: scale = literals.invSqrtN; return zspStsNoErr;
+    case ZSP_NODIV_BY_ANY: scale = T(1); return zspStsNoErr;
+    default: return zspStsFlagErr;
+  }
+}
+
+// The checks of a kernel in their order: source or destination null, then the hint.
+template <ScaleRule rule, class T>
+inline zspStatus checkKernelArgs(const void* src, const void* dst, Zsp32s hint, ScaleLiterals<T> literals, T& scale) {
+  if (src == nullptr || dst == nullptr) return zspStsNullPtrErr;
+  return selectScale<rule>(hint, literals, scale);
+}
+
+inline bool isAligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) & 15u) == 0; }
+
+}  // namespace zsp
+
+#endif  // ZSPGEN_CORE_CONTRACT_H

@@ -1,0 +1,23 @@
+// Shared pieces of the kernel generators: writing generated sources and printing exact literals.
+#ifndef ZSPGEN_GEN_GENERATED_FILE_H
+#define ZSPGEN_GEN_GENERATED_FILE_H
+
+#include <string>
+
+namespace zspgen {
+
+// The command line that ran the generator, as it will stand in the first line of each file it writes.
+std::string commandLine(int argc, char** argv);
+
+// Writes a generated source that opens with the command that produced it and a summary line.
+// The file is rewritten only when its content changed, so an unchanged run recompiles nothing.
+bool writeGeneratedFile(const std::string& path, const std::string& command, const std::string& summary,
+                        const std::string& body);
+
+// Hexadecimal floating literals: exact, with no decimal round trip ("0x1.6a09e6p-1f", "0x1.6a09e667f3bcdp-1").
+std::string hexLiteral(float value);
+std::string hexLiteral(double value);
+
+}  // namespace zspgen
+
+#endif  // ZSPGEN_GEN_GENERATED_FILE_H
