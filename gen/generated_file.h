@@ -9,6 +9,9 @@ namespace zspgen {
 // The command line that ran the generator, as it will stand in the first line of each file it writes.
 std::string commandLine(int argc, char** argv);
 
+// Writes `content` to `path` unless the file already holds exactly that; false if it cannot be written.
+bool writeIfChanged(const std::string& path, const std::string& content);
+
 // Writes a generated source that opens with the command that produced it and a summary line.
 // The file is rewritten only when its content changed, so an unchanged run recompiles nothing.
 bool writeGeneratedFile(const std::string& path, const std::string& command, const std::string& summary,

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "alloc_counter.h"
+#include "elf_symbols.h"
 #include "guarded_buffer.h"
 #include "zspgen.h"
 
@@ -357,6 +358,16 @@ TEST(WhtValues, SinglePrecisionIsNotRoundedFromDouble) {
   size_t differ = 0;
   for (size_t k = 0; k < y.size(); ++k) differ += y[k] != static_cast<float>(wide[k]);
   EXPECT_GT(differ, 0u);
+}
+
+// The unaligned route of every vector kernel from order 5 (single) or 4 (double) up is a function of its
+// own; the smallest vector kernels and the scalar ones carry no sibling.
+TEST(WhtEntries, UnalignedSiblingsExistExactlyWhereTheRoutesSplit) {
+  const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgWHT_32f));
+  for (int order = 1; order <= 13; ++order) {
+    EXPECT_EQ(lib.address("x3_owngWHT_" + std::to_string(order) + "_32f_unaligned") != 0, order >= 5) << order;
+    EXPECT_EQ(lib.address("x3_owngWHT_" + std::to_string(order) + "_64f_unaligned") != 0, order >= 4) << order;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,18 @@
+# The library is built for SSE3-level processors: no VEX- or EVEX-encoded instruction (AVX and later,
+# FMA) may appear anywhere in its code.
+execute_process(COMMAND objdump -d --no-show-raw-insn ${LIBRARY} OUTPUT_VARIABLE code RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "objdump failed on ${LIBRARY}")
+endif()
+string(REGEX MATCHALL "\n +[0-9a-f]+:\t+v[a-z0-9]+[^\n]*" vex "${code}")
+list(LENGTH vex count)
+if(count GREATER 0)
+  list(SUBLIST vex 0 5 first)
+  message(FATAL_ERROR "${count} AVX-class instructions, for example:${first}")
+endif()
+string(REGEX MATCHALL "%[yz]mm[0-9]+" wide "${code}")
+list(LENGTH wide count)
+if(count GREATER 0)
+  message(FATAL_ERROR "${count} uses of 256- or 512-bit registers")
+endif()
+message(STATUS "no AVX-class instruction")
