@@ -56,9 +56,11 @@ class Body {
   std::ostringstream text_;
 };
 
-// One stage over an array of values: pairs (i, i + stride) with bit `stride` of i clear.
-void stage(Body& b, std::vector<std::string>& v, size_t stride, const std::string& add, const std::string& sub) {
-  for (size_t i = 0; i < v.size(); ++i) {
+// One stage over the listed values: pairs (i, i + stride) with bit `stride` of i clear.
+void stage(Body& b, std::vector<std::string>& v, const std::vector<size_t>& indices, size_t stride) {
+  const Precision& p = b.precision();
+  const std::string add = std::string("_mm_add_") + p.ops, sub = std::string("_mm_sub_") + p.ops;
+  for (size_t i : indices) {
     if (i & stride) continue;
     const std::string a = v[i], c = v[i + stride];
     v[i] = b.def(add + "(" + a + ", " + c + ")");
@@ -66,17 +68,20 @@ void stage(Body& b, std::vector<std::string>& v, size_t stride, const std::strin
   }
 }
 
-// Transposes every group of L consecutive vectors (4x4 from interleaves and half moves, or 2x2).
-void transposeGroups(Body& b, std::vector<std::string>& v) {
+// Transposes every group of L consecutive vectors among the listed ones (4x4 from interleaves and half
+// moves, or 2x2 from interleaves).
+void transposeGroups(Body& b, std::vector<std::string>& v, const std::vector<size_t>& indices) {
   if (b.precision().lanes == 2) {
-    for (size_t g = 0; g < v.size(); g += 2) {
+    for (size_t k = 0; k < indices.size(); k += 2) {
+      const size_t g = indices[k];
       const std::string x = v[g], y = v[g + 1];
       v[g] = b.def("_mm_unpacklo_pd(" + x + ", " + y + ")");
       v[g + 1] = b.def("_mm_unpackhi_pd(" + x + ", " + y + ")");
     }
     return;
   }
-  for (size_t g = 0; g < v.size(); g += 4) {
+  for (size_t k = 0; k < indices.size(); k += 4) {
+    const size_t g = indices[k];
     const std::string t0 = b.def("_mm_unpacklo_ps(" + v[g] + ", " + v[g + 1] + ")");
     const std::string t1 = b.def("_mm_unpacklo_ps(" + v[g + 2] + ", " + v[g + 3] + ")");
     const std::string t2 = b.def("_mm_unpackhi_ps(" + v[g] + ", " + v[g + 1] + ")");
@@ -88,18 +93,44 @@ void transposeGroups(Body& b, std::vector<std::string>& v) {
   }
 }
 
-std::string vecOp(const Precision& p, const char* op) { return std::string("_mm_") + op + "_" + p.ops; }
+// The stages of a network over 2^vectorBits vectors, emitted in an order that keeps few values live:
+// first, group by group of up to 8 consecutive vectors, every stage that stays inside the group (for a
+// block body that begins with the lane stages between the two transposing sweeps); then, column by column
+// across the groups, the remaining stages, each column stored as soon as it is done. Each butterfly takes
+// the same operands as in the plain stage order, so the results are the same bits, and all loads still
+// come before the first store.
+void emitNetwork(Body& b, int vectorBits, bool laneStages, const std::string& loadAt) {
+  const size_t vectors = size_t{1} << vectorBits;
+  const int groupBits = vectorBits < 3 ? vectorBits : 3;
+  const size_t group = size_t{1} << groupBits;
+  const int laneBits = b.precision().lanes == 4 ? 2 : 1;
+  std::vector<std::string> v(vectors);
+  for (size_t g = 0; g < vectors; g += group) {
+    std::vector<size_t> members;
+    for (size_t i = g; i < g + group; ++i) {
+      members.push_back(i);
+      v[i] = b.def("In::load(" + loadAt + "(" + std::to_string(i) + "))");
+    }
+    if (laneStages) {
+      transposeGroups(b, v, members);  // entry sweep: lane bits become vector-index bits
+      for (int bit = 0; bit < laneBits; ++bit) stage(b, v, members, size_t{1} << bit);
+      transposeGroups(b, v, members);  // return sweep: samples back in their natural places
+    }
+    for (int bit = 0; bit < groupBits; ++bit) stage(b, v, members, size_t{1} << bit);
+  }
+  for (size_t c = 0; c < group; ++c) {
+    std::vector<size_t> column;
+    for (size_t i = c; i < vectors; i += group) column.push_back(i);
+    for (int bit = groupBits; bit < vectorBits; ++bit) stage(b, v, column, size_t{1} << bit);
+    for (size_t i : column) b.line("put(" + std::to_string(i) + ", " + v[i] + ")");
+  }
+}
 
-// Stores of a vector body: scaled or not, chosen at compile time by the caller's template argument.
-std::string vectorStores(const Precision& p, const std::vector<std::string>& v, const std::string& address) {
-  std::ostringstream o;
-  o << "    if constexpr (scaled) {\n";
-  for (size_t i = 0; i < v.size(); ++i)
-    o << "      Out::store(" << address << "(" << i << "), " << vecOp(p, "mul") << "(" << v[i] << ", s));\n";
-  o << "    } else {\n";
-  for (size_t i = 0; i < v.size(); ++i) o << "      Out::store(" << address << "(" << i << "), " << v[i] << ");\n";
-  o << "    }\n";
-  return o.str();
+// The store of one finished vector, multiplied by the scale only in the pass that ends the transform.
+std::string putLambda(const Precision& p, const std::string& address) {
+  return std::string("    const auto put = [&](std::ptrdiff_t i, ") + p.vec +
+         " x) __attribute__((always_inline)) {\n      if constexpr (scaled) x = _mm_mul_" + p.ops +
+         "(x, s);\n      Out::store(" + address + ", x);\n    };\n";
 }
 
 std::string scalarBody(const Precision& p, int order) {
@@ -125,40 +156,28 @@ std::string scalarBody(const Precision& p, int order) {
 }
 
 std::string blockBody(const Precision& p, int log2Size) {
-  const int vectors = (1 << log2Size) / p.lanes;
   const int laneBits = p.lanes == 4 ? 2 : 1;
   Body b(p, p.vec);
-  std::vector<std::string> v;
-  for (int i = 0; i < vectors; ++i) v.push_back(b.def("In::load(in + " + std::to_string(i * p.lanes) + ")"));
-  const std::string add = vecOp(p, "add"), sub = vecOp(p, "sub");
-  transposeGroups(b, v);  // entry sweep: lane bits become vector-index bits within each group
-  for (int bit = 0; bit < laneBits; ++bit) stage(b, v, size_t{1} << bit, add, sub);
-  transposeGroups(b, v);  // return sweep: samples back in their natural places
-  for (int bit = laneBits; bit < log2Size; ++bit) stage(b, v, size_t{1} << (bit - laneBits), add, sub);
+  emitNetwork(b, log2Size - laneBits, true, "ZSP_IN");
   std::ostringstream o;
   o << "template <> struct BlockBody<" << log2Size << ", " << p.scalar << "> {\n"
     << "  template <class In, class Out, bool scaled>\n"
     << "  static ZSP_INLINE void run(const " << p.scalar << "* in, " << p.scalar << "* out, " << p.vec << " s) {\n"
-    << "    (void)s;\n"
-    << b.text() << "#define ZSP_AT(i) (out + (i) * " << p.lanes << ")\n"
-    << vectorStores(p, v, "ZSP_AT") << "#undef ZSP_AT\n  }\n};\n\n";
+    << "    (void)s;\n" << putLambda(p, "out + i * " + std::to_string(p.lanes))
+    << "#define ZSP_IN(i) (in + (i) * " << p.lanes << ")\n" << b.text() << "#undef ZSP_IN\n  }\n};\n\n";
   return o.str();
 }
 
 std::string columnBody(const Precision& p, int log2Height) {
-  const int rows = 1 << log2Height;
   Body b(p, p.vec);
-  std::vector<std::string> v;
-  for (int j = 0; j < rows; ++j) v.push_back(b.def("In::load(in + " + std::to_string(j) + " * inStride)"));
-  for (int bit = 0; bit < log2Height; ++bit) stage(b, v, size_t{1} << bit, vecOp(p, "add"), vecOp(p, "sub"));
+  emitNetwork(b, log2Height, false, "ZSP_IN");
   std::ostringstream o;
   o << "template <> struct ColumnBody<" << log2Height << ", " << p.scalar << "> {\n"
     << "  template <class In, class Out, bool scaled>\n"
     << "  static ZSP_INLINE void run(const " << p.scalar << "* in, std::ptrdiff_t inStride, " << p.scalar
     << "* out, std::ptrdiff_t outStride, " << p.vec << " s) {\n"
-    << "    (void)s;\n"
-    << b.text() << "#define ZSP_AT(j) (out + (j) * outStride)\n"
-    << vectorStores(p, v, "ZSP_AT") << "#undef ZSP_AT\n  }\n};\n\n";
+    << "    (void)s;\n" << putLambda(p, "out + i * outStride")
+    << "#define ZSP_IN(j) (in + (j) * inStride)\n" << b.text() << "#undef ZSP_IN\n  }\n};\n\n";
   return o.str();
 }
 
