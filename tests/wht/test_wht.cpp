@@ -2,6 +2,7 @@
 // precision, then the scale), bit for bit, at every order, alignment, hint and buffer arrangement.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -251,12 +252,20 @@ void WhtKernel::passStructure() {
   const std::vector<T> x = randomSignal<T>(order);
   std::vector<uint8_t> work(static_cast<size_t>(bufferBytes(order, sizeof(T) == 4)) + 16);
   Zsp8u* aligned = reinterpret_cast<Zsp8u*>((reinterpret_cast<uintptr_t>(work.data()) + 15) & ~uintptr_t{15});
-  std::vector<T> y(x.size());
-  ASSERT_EQ(Family<T>::kernel(order)(x.data(), y.data(), ZSP_NODIV_BY_ANY, aligned), zspStsNoErr);
   std::vector<T> want = x;
   const size_t part = size_t{1} << firstLog;
   for (size_t base = 0; base < x.size(); base += part) want = plainStages(want, base, part);
-  EXPECT_TRUE(sameBits(reinterpret_cast<const T*>(aligned), want));
+  // Through the order entry too: its fifth argument must reach the kernel untouched.
+  for (bool viaEntry : {false, true}) {
+    std::fill(work.begin(), work.end(), uint8_t{0xFF});
+    std::vector<T> y(x.size());
+    zsp::test::resetAllocCounts();
+    const zspStatus status = viaEntry ? Family<T>::entry(x.data(), y.data(), order, ZSP_NODIV_BY_ANY, aligned)
+                                      : Family<T>::kernel(order)(x.data(), y.data(), ZSP_NODIV_BY_ANY, aligned);
+    ASSERT_EQ(status, zspStsNoErr);
+    EXPECT_EQ(zsp::test::allocCounts().mallocs, 0);
+    EXPECT_TRUE(sameBits(reinterpret_cast<const T*>(aligned), want)) << (viaEntry ? "order entry" : "kernel");
+  }
 }
 
 TEST_P(WhtKernel, MatchesStageSequenceAtEveryOffsetBehindGuards) {
