@@ -1,0 +1,424 @@
+#include "dft/dft_builders.h"
+
+#include <quadmath.h>
+
+#include <numeric>
+#include <sstream>
+#include <stdexcept>
+
+#include "dft/dft_recipes.h"
+
+namespace zsp::dft {
+
+namespace {
+
+using Q = __float128;
+
+// ---- parsing ----------------------------------------------------------------------------------------
+
+Recipe factor(int n, char mark) {
+  Recipe r{Recipe::Factor};
+  r.n = n;
+  r.mark = mark;
+  return r;
+}
+
+Recipe split(Recipe::Kind kind, Recipe a, Recipe b) {
+  Recipe r{kind};
+  r.n = a.n * b.n;
+  r.parts = {std::move(a), std::move(b)};
+  return r;
+}
+
+Recipe parseTerm(const std::string& t) {
+  size_t end = 0;
+  const int n = std::stoi(t, &end);
+  return factor(n, end < t.size() ? t[end] : 0);
+}
+
+// "3.5w.4" or "4x2x2": terms joined by one separator, nested to the right.
+Recipe parseProduct(const std::string& text) {
+  const char sep = text.find('x') != std::string::npos ? 'x' : '.';
+  std::vector<Recipe> terms;
+  std::stringstream s(text);
+  for (std::string t; std::getline(s, t, sep);) terms.push_back(parseTerm(t));
+  Recipe r = terms.back();
+  for (size_t k = terms.size() - 1; k-- > 0;)
+    r = split(sep == 'x' ? Recipe::CooleyTukey : Recipe::GoodThomas, terms[k], r);
+  return r;
+}
+
+// Rader stages "2,2,3": runs of one prime make a power; coprime groups nest by Good-Thomas, the rest by
+// Cooley-Tukey, first group on the longest stride.
+Recipe parseStages(const std::string& text) {
+  std::vector<Recipe> groups;
+  std::stringstream s(text);
+  int lastPrime = 0;
+  for (std::string t; std::getline(s, t, ',');) {
+    Recipe f = parseTerm(t);
+    if (f.mark == 0 && f.n == lastPrime && !groups.empty() && groups.back().mark == 0) {
+      groups.back().n *= f.n;
+    } else {
+      groups.push_back(f);
+    }
+    lastPrime = f.n;
+  }
+  Recipe r = groups.back();
+  for (size_t k = groups.size() - 1; k-- > 0;) {
+    const bool coprime = std::gcd(groups[k].n, r.n) == 1;
+    r = split(coprime ? Recipe::GoodThomas : Recipe::CooleyTukey, groups[k], r);
+  }
+  return r;
+}
+
+// The inner form of a sub-transform named by its length.
+Recipe innerRecipe(const Context& ctx, int n, char mark) {
+  if (n == 5 && mark == 'w') return Recipe{Recipe::FiveW, 5};
+  if (n == 25 && mark == 'w') return split(Recipe::CooleyTukey, factor(5, 'w'), factor(5, 'w'));
+  if (n == 7 && mark == 'r') return parseRecipe("rader 2,3", 7);
+  if (n == 11 && mark == 'r') return parseRecipe("rader 5,2", 11);
+  switch (n) {
+    case 2: case 3: case 4: case 5: return Recipe{Recipe::Base, n};
+    case 7: case 11: return Recipe{Recipe::Direct, n};
+    case 6: return parseProduct("3.2");
+    case 8: return parseProduct("4x2");
+    case 9: return parseProduct("3x3");
+    case 10: return parseProduct("5.2");
+    case 12: return parseProduct("3.4");
+    case 14: return parseProduct("7.2");
+    case 15: return parseProduct("5.3");
+    case 16: return parseProduct("4x4");
+    case 18: return parseProduct("2.9");
+    case 25: return parseProduct("5x5");
+    default: break;
+  }
+  const RecipeLine& line = recipeLine(n);
+  return parseRecipe(ctx.single ? line.single : line.dbl, n);
+}
+
+// ---- complex arithmetic -----------------------------------------------------------------------------
+
+Cx cadd(Graph& g, Cx a, Cx b) { return {g.add(a.r, b.r), g.add(a.i, b.i)}; }
+Cx csub(Graph& g, Cx a, Cx b) { return {g.sub(a.r, b.r), g.sub(a.i, b.i)}; }
+Cx cscale(Graph& g, Cx a, Q c) { return {g.mul(a.r, c), g.mul(a.i, c)}; }
+
+// a * (c + i s): 4 multiplications and 2 additions, fewer where a part is 0 or 1.
+Cx cmul(Graph& g, Cx a, Q c, Q s) {
+  return {g.sub(g.mul(a.r, c), g.mul(a.i, s)), g.add(g.mul(a.r, s), g.mul(a.i, c))};
+}
+
+// a * (+i) for sign +1, a * (-i) for sign -1.
+Cx rotate(Graph& g, Cx a, int sign) { return sign > 0 ? Cx{g.neg(a.i), a.r} : Cx{a.i, g.neg(a.r)}; }
+
+Q snap(Q v) { return fabsq(v) < 1e-30Q ? 0.0Q : v; }
+Q cosTurn(long e, long n) { return snap(cosq(2 * M_PIq * static_cast<Q>(e) / static_cast<Q>(n))); }
+Q sinTurn(long e, long n) { return snap(sinq(2 * M_PIq * static_cast<Q>(e) / static_cast<Q>(n))); }
+
+// a * exp(sign * 2*pi*i*e/n). Quarter turns are exact; odd eighths take the sum and difference of the
+// two parts times sqrt(1/2) (2 multiplications, 2 additions).
+Cx twiddle(Context& ctx, Cx a, long e, long n) {
+  Graph& g = ctx.g;
+  e %= n;
+  if (e == 0) return a;
+  if ((4 * e) % n == 0) {
+    switch (4 * e / n) {
+      case 1: return rotate(g, a, ctx.sign);
+      case 2: return {g.neg(a.r), g.neg(a.i)};
+      default: return rotate(g, a, -ctx.sign);
+    }
+  }
+  if ((8 * e) % n == 0) {
+    const long octant = 8 * e / n;  // 1, 3, 5 or 7
+    const int c = (octant == 1 || octant == 7) ? 1 : -1;
+    const int s = ((octant < 4) ? 1 : -1) * ctx.sign;
+    auto signed_ = [&](Ref x, int k) { return k > 0 ? x : g.neg(x); };
+    const Q half = sqrtq(0.5Q);
+    // (c + i s) * sqrt(1/2) times a: (c a.r - s a.i, s a.r + c a.i) * sqrt(1/2).
+    return {g.mul(g.add(signed_(a.r, c), signed_(a.i, -s)), half),
+            g.mul(g.add(signed_(a.r, s), signed_(a.i, c)), half)};
+  }
+  return cmul(g, a, cosTurn(e, n), ctx.sign * sinTurn(e, n));
+}
+
+// ---- forms ------------------------------------------------------------------------------------------
+
+std::vector<Cx> base2(Context& ctx, const std::vector<Cx>& x) {
+  return {cadd(ctx.g, x[0], x[1]), csub(ctx.g, x[0], x[1])};
+}
+
+std::vector<Cx> base3(Context& ctx, const std::vector<Cx>& x) {
+  Graph& g = ctx.g;
+  const Q s = sqrtq(3.0Q) / 2;
+  const Cx t = cadd(g, x[1], x[2]), d = csub(g, x[1], x[2]);
+  const Cx x0 = cadd(g, x[0], t);
+  Cx u, v;
+  if (ctx.widenBase) {
+    auto half = [&](Ref a, Ref b) { return g.narrow(g.sub(g.widen(a), g.mul(g.widen(b), 0.5Q))); };
+    u = {half(x[0].r, t.r), half(x[0].i, t.i)};
+    v = {g.narrow(g.mul(g.widen(d.r), s)), g.narrow(g.mul(g.widen(d.i), s))};
+  } else {
+    u = csub(g, x[0], cscale(g, t, 0.5Q));
+    v = cscale(g, d, s);
+  }
+  const Cx a{g.add(u.r, v.i), g.sub(u.i, v.r)}, b{g.sub(u.r, v.i), g.add(u.i, v.r)};
+  return ctx.sign < 0 ? std::vector<Cx>{x0, a, b} : std::vector<Cx>{x0, b, a};
+}
+
+std::vector<Cx> base4(Context& ctx, const std::vector<Cx>& x) {
+  Graph& g = ctx.g;
+  const Cx a = cadd(g, x[0], x[2]), b = csub(g, x[0], x[2]), c = cadd(g, x[1], x[3]), d = csub(g, x[1], x[3]);
+  const Cx p{g.add(b.r, d.i), g.sub(b.i, d.r)}, q{g.sub(b.r, d.i), g.add(b.i, d.r)};
+  return ctx.sign < 0 ? std::vector<Cx>{cadd(g, a, c), p, csub(g, a, c), q}
+                      : std::vector<Cx>{cadd(g, a, c), q, csub(g, a, c), p};
+}
+
+// The 5-point forms: base (cosine part by c1 and c2) or shortened (by 1/4 and sqrt(5)/4).
+std::vector<Cx> base5(Context& ctx, const std::vector<Cx>& x, bool shortened) {
+  Graph& g = ctx.g;
+  const Q c1 = cosq(2 * M_PIq / 5), c2 = -cosq(4 * M_PIq / 5), s1 = sinq(2 * M_PIq / 5), s2 = sinq(4 * M_PIq / 5);
+  const Cx p = cadd(g, x[1], x[4]), q = csub(g, x[1], x[4]), r = cadd(g, x[2], x[3]), w = csub(g, x[3], x[2]);
+  Cx x0, m1, m2, e1, e2;
+  // In the widened kernels each product-sum is formed in double and rounded to single once.
+  auto wide = [&](Ref v) { return ctx.widenBase ? g.widen(v) : v; };
+  auto round = [&](Ref v) { return ctx.widenBase ? g.narrow(v) : v; };
+  if (shortened) {
+    const Cx t1 = cadd(g, p, r), t2 = csub(g, p, r);
+    x0 = cadd(g, x[0], t1);
+    const Cx m = csub(g, x[0], cscale(g, t1, 0.25Q)), e = cscale(g, t2, sqrtq(5.0Q) / 4);
+    m1 = cadd(g, m, e);
+    m2 = csub(g, m, e);
+  } else {
+    x0 = cadd(g, cadd(g, x[0], p), r);
+    auto first = [&](Ref x0p, Ref pp, Ref rp) {
+      return round(g.sub(g.add(g.mul(wide(pp), c1), wide(x0p)), g.mul(wide(rp), c2)));
+    };
+    auto second = [&](Ref x0p, Ref pp, Ref rp) {
+      return round(g.add(g.sub(wide(x0p), g.mul(wide(pp), c2)), g.mul(wide(rp), c1)));
+    };
+    m1 = {first(x[0].r, p.r, r.r), first(x[0].i, p.i, r.i)};
+    m2 = {second(x[0].r, p.r, r.r), second(x[0].i, p.i, r.i)};
+  }
+  auto prod = [&](Ref a, Q ca, Ref b, Q cb, bool plus) {
+    const Ref u = g.mul(wide(a), ca), v = g.mul(wide(b), cb);
+    return round(plus ? g.add(u, v) : g.sub(u, v));
+  };
+  e1 = {prod(q.i, s1, w.i, s2, false), prod(w.r, s2, q.r, s1, false)};
+  e2 = {prod(q.i, s2, w.i, s1, true), prod(q.r, s2, w.r, s1, true)};
+  const Cx y1{g.add(m1.r, e1.r), g.add(m1.i, e1.i)}, y4{g.sub(m1.r, e1.r), g.sub(m1.i, e1.i)};
+  const Cx y2{g.add(m2.r, e2.r), g.sub(m2.i, e2.i)}, y3{g.sub(m2.r, e2.r), g.add(m2.i, e2.i)};
+  return ctx.sign < 0 ? std::vector<Cx>{x0, y1, y2, y3, y4} : std::vector<Cx>{x0, y4, y3, y2, y1};
+}
+
+// The symmetric form of an odd prime: sums with cosines, differences with sines.
+std::vector<Cx> direct(Context& ctx, const std::vector<Cx>& x) {
+  Graph& g = ctx.g;
+  const int n = static_cast<int>(x.size()), h = (n - 1) / 2;
+  std::vector<Cx> p(h + 1), q(h + 1);
+  for (int j = 1; j <= h; ++j) {
+    p[j] = cadd(g, x[j], x[n - j]);
+    q[j] = csub(g, x[j], x[n - j]);
+  }
+  std::vector<Cx> y(n);
+  y[0] = x[0];
+  for (int j = 1; j <= h; ++j) y[0] = cadd(g, y[0], p[j]);
+  for (int k = 1; k <= h; ++k) {
+    Cx m = x[0], s{g.zero(ctx.type), g.zero(ctx.type)};
+    for (int j = 1; j <= h; ++j) {
+      m = cadd(g, m, cscale(g, p[j], cosTurn(static_cast<long>(j) * k, n)));
+      s = cadd(g, s, cscale(g, q[j], sinTurn(static_cast<long>(j) * k, n)));
+    }
+    const Cx is = rotate(g, s, ctx.sign);
+    y[k] = cadd(g, m, is);
+    y[n - k] = csub(g, m, is);
+  }
+  return y;
+}
+
+long modInverse(long a, long m) {
+  for (long k = 1; k < m; ++k)
+    if ((a * k) % m == 1) return k;
+  throw std::runtime_error("no inverse");
+}
+
+std::vector<Cx> goodThomas(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  const int a = r.parts[0].n, b = r.parts[1].n, n = a * b;
+  std::vector<std::vector<Cx>> y(b);
+  for (int j2 = 0; j2 < b; ++j2) {
+    std::vector<Cx> in(a);
+    for (int j1 = 0; j1 < a; ++j1) in[j1] = x[(b * j1 + a * j2) % n];
+    y[j2] = build(ctx, r.parts[0], in);
+  }
+  const long ea = static_cast<long>(b) * modInverse(b % a == 0 ? 1 : b % a, a) % n;  // 1 mod a, 0 mod b
+  const long eb = static_cast<long>(a) * modInverse(a % b, b) % n;                  // 0 mod a, 1 mod b
+  std::vector<Cx> out(n);
+  for (int k1 = 0; k1 < a; ++k1) {
+    std::vector<Cx> in(b);
+    for (int j2 = 0; j2 < b; ++j2) in[j2] = y[j2][k1];
+    const std::vector<Cx> z = build(ctx, r.parts[1], in);
+    for (int k2 = 0; k2 < b; ++k2) out[(ea * k1 + eb * k2) % n] = z[k2];
+  }
+  return out;
+}
+
+std::vector<Cx> cooleyTukey(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  const int a = r.parts[0].n, b = r.parts[1].n, n = a * b;
+  std::vector<std::vector<Cx>> y(b);
+  for (int m = 0; m < b; ++m) {
+    std::vector<Cx> in(a);
+    for (int j = 0; j < a; ++j) in[j] = x[m + b * j];
+    y[m] = build(ctx, r.parts[0], in);
+    for (int u = 0; u < a; ++u) y[m][u] = twiddle(ctx, y[m][u], static_cast<long>(m) * u, n);
+  }
+  std::vector<Cx> out(n);
+  for (int u = 0; u < a; ++u) {
+    std::vector<Cx> in(b);
+    for (int m = 0; m < b; ++m) in[m] = y[m][u];
+    const std::vector<Cx> z = build(ctx, r.parts[1], in);
+    for (int v = 0; v < b; ++v) out[u + a * v] = z[v];
+  }
+  return out;
+}
+
+long powMod(long g, long e, long p) {
+  long r = 1;
+  for (long k = 0; k < e; ++k) r = r * g % p;
+  return r;
+}
+
+// Convolution of the samples in the order of powers of g with the spectrum of W^(g^-t), over L = p-1.
+std::vector<Cx> rader(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  Graph& g = ctx.g;
+  const int p = r.n, len = p - 1;
+  const long root = primitiveRoot(p), rootInv = modInverse(root, p);
+  std::vector<Cx> a(len);
+  for (int j = 0; j < len; ++j) a[j] = x[powMod(root, j, p)];
+  std::vector<Cx> spectrum = build(ctx, r.parts[0], a);
+  std::vector<Cx> y(p);
+  y[0] = cadd(g, x[0], spectrum[0]);
+  for (int m = 0; m < len; ++m) {
+    Q br = 0, bi = 0;  // B[m] = (1/L) sum_t W^(g^-t) w^(t m), in quad precision
+    for (int t = 0; t < len; ++t) {
+      const long e = powMod(rootInv, t, p);
+      const Q angle = ctx.sign * 2 * M_PIq * (static_cast<Q>(e) / p + static_cast<Q>((static_cast<long>(t) * m) % len) / len);
+      br += cosq(angle);
+      bi += sinq(angle);
+    }
+    spectrum[m] = cmul(g, spectrum[m], snap(br / len), snap(bi / len));
+  }
+  // x[0] joins the constant term, so that the inverse transform adds it to every output at once.
+  spectrum[0] = cadd(g, spectrum[0], x[0]);
+  ctx.sign = -ctx.sign;
+  const std::vector<Cx> c = build(ctx, r.parts[0], spectrum);
+  ctx.sign = -ctx.sign;
+  for (int k = 0; k < len; ++k) y[powMod(rootInv, k, p)] = c[k];
+  return y;
+}
+
+// Chirp form: x[n] c[n], zero-filled to L, convolved with conj(c) through two L-point transforms.
+std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  Graph& g = ctx.g;
+  const int n = r.n, len = r.parts[0].n;
+  const long h = (n + 1) / 2;
+  auto chirpAngle = [&](long k) { return ctx.sign * 2 * M_PIq * static_cast<Q>(h * k % n * k % n) / n; };
+  std::vector<Cx> y(len, Cx{g.zero(ctx.type), g.zero(ctx.type)});
+  for (int k = 0; k < n; ++k) y[k] = cmul(g, x[k], snap(cosq(chirpAngle(k))), snap(sinq(chirpAngle(k))));
+  std::vector<Cx> spectrum = build(ctx, r.parts[0], y);
+  for (int m = 0; m < len; ++m) {
+    Q hr = 0, hi = 0;  // H[m] = (1/L) sum_d f[d] w^(d m), f[d] = conj(c[|d|]) for |d| < n
+    for (int d = -(n - 1); d <= n - 1; ++d) {
+      const long dd = d < 0 ? -d : d;
+      const long t = ((static_cast<long>(d) * m) % len + len) % len;
+      const Q angle = -chirpAngle(dd) + ctx.sign * 2 * M_PIq * static_cast<Q>(t) / len;
+      hr += cosq(angle);
+      hi += sinq(angle);
+    }
+    spectrum[m] = cmul(g, spectrum[m], snap(hr / len), snap(hi / len));
+  }
+  ctx.sign = -ctx.sign;
+  const std::vector<Cx> z = build(ctx, r.parts[0], spectrum);
+  ctx.sign = -ctx.sign;
+  std::vector<Cx> out(n);
+  for (int k = 0; k < n; ++k) out[k] = cmul(g, z[k], snap(cosq(chirpAngle(k))), snap(sinq(chirpAngle(k))));
+  return out;
+}
+
+}  // namespace
+
+int primitiveRoot(int p) {
+  for (int g = 2; g < p; ++g) {
+    long v = 1;
+    int order = 0;
+    do {
+      v = v * g % p;
+      ++order;
+    } while (v != 1);
+    if (order == p - 1) return g;
+  }
+  return 1;  // p = 2
+}
+
+Recipe parseRecipe(const std::string& text, int n) {
+  if (text == "base") return Recipe{Recipe::Base, n};
+  if (text == "direct") return Recipe{Recipe::Direct, n};
+  if (text.rfind("rader ", 0) == 0) {
+    Recipe r{Recipe::Rader, n};
+    r.parts.push_back(parseStages(text.substr(6)));
+    return r;
+  }
+  if (text.rfind("bluestein ", 0) == 0) {
+    std::stringstream s(text.substr(10));
+    int len = 0;
+    std::string chain;
+    s >> len >> chain;
+    Recipe r{Recipe::Bluestein, n};
+    r.parts.push_back(parseProduct(chain));
+    if (r.parts[0].n != len) throw std::runtime_error("bluestein chain does not match its length");
+    return r;
+  }
+  Recipe r = parseProduct(text);
+  if (r.n != n) throw std::runtime_error("recipe " + text + " is not of length " + std::to_string(n));
+  return r;
+}
+
+std::vector<Cx> build(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  switch (r.kind) {
+    case Recipe::Factor:
+      if (r.n == 5 && r.mark == 'w' && ctx.fiveWLeft > 0) {
+        --ctx.fiveWLeft;
+        return base5(ctx, x, true);
+      }
+      if (r.n == 5) return base5(ctx, x, false);
+      return build(ctx, innerRecipe(ctx, r.n, r.mark), x);
+    case Recipe::Base:
+      switch (r.n) {
+        case 2: return base2(ctx, x);
+        case 3: return base3(ctx, x);
+        case 4: return base4(ctx, x);
+        default: return base5(ctx, x, false);
+      }
+    case Recipe::FiveW: return base5(ctx, x, true);
+    case Recipe::Direct: return direct(ctx, x);
+    case Recipe::GoodThomas: return goodThomas(ctx, r, x);
+    case Recipe::CooleyTukey: return cooleyTukey(ctx, r, x);
+    case Recipe::Rader: return rader(ctx, r, x);
+    case Recipe::Bluestein: return bluestein(ctx, r, x);
+  }
+  return {};
+}
+
+std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse) {
+  auto k = std::make_unique<KernelGraph>();
+  const RecipeLine& line = recipeLine(n);
+  k->recipe = single ? line.single : line.dbl;
+  const Type type = single ? Type::F32 : Type::F64;
+  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, single && (n == 3 || n == 5)};
+  std::vector<Cx> x(n);
+  for (int j = 0; j < n; ++j) x[j] = {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)};
+  for (const Cx& y : build(ctx, parseRecipe(k->recipe, n), x)) {
+    k->outputs.push_back(y.r);
+    k->outputs.push_back(y.i);
+  }
+  return k;
+}
+
+}  // namespace zsp::dft

@@ -1,0 +1,88 @@
+// The generators' intermediate form: a hash-consed graph of real-valued operations.
+//
+// A node is an input sample part, a constant, an addition, a subtraction, a negation, a multiplication by
+// a constant, or a change of width between float and double. Nodes are simplified as they are made
+// (x + 0, x * 1, x * -1, negations folded into additions and subtractions, constants folded), and equal
+// nodes are made once, so common subexpressions merge by construction. Operands always precede their
+// users, so node order is an evaluation order. What the outputs do not reach is dead and is neither
+// counted nor emitted.
+#ifndef ZSPGEN_GEN_EXPR_H
+#define ZSPGEN_GEN_EXPR_H
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace zspgen::dag {
+
+enum class Op : uint8_t { Input, Const, Add, Sub, Neg, Mul, Widen, Narrow };
+enum class Type : uint8_t { F32, F64 };
+
+using Ref = int32_t;
+
+struct Node {
+  Op op;
+  Type type;
+  Ref a = -1;          // first operand
+  Ref b = -1;          // second operand (Add, Sub)
+  double value = 0;    // Const: the value; Mul: the constant factor, exact in `type`
+  int32_t input = -1;  // Input: index of the scalar part (2k real, 2k+1 imaginary of sample k)
+};
+
+class Graph {
+ public:
+  Ref input(int32_t index, Type type);
+  Ref constant(double value, Type type);
+  Ref zero(Type type) { return constant(0.0, type); }
+  Ref add(Ref a, Ref b);
+  Ref sub(Ref a, Ref b);
+  Ref neg(Ref a);
+  // Multiplies by `factor` rounded once to the operand's type.
+  Ref mul(Ref a, __float128 factor);
+  Ref widen(Ref a);   // float to double
+  Ref narrow(Ref a);  // double to float, rounded once
+
+  const Node& node(Ref r) const { return nodes_[static_cast<size_t>(r)]; }
+  size_t size() const { return nodes_.size(); }
+  bool isZero(Ref r) const { return node(r).op == Op::Const && node(r).value == 0.0; }
+
+ private:
+  Ref intern(const Node& n);
+  struct KeyHash {
+    size_t operator()(const Node& n) const;
+  };
+  struct KeyEq {
+    bool operator()(const Node& x, const Node& y) const;
+  };
+  std::vector<Node> nodes_;
+  std::unordered_map<Node, Ref, KeyHash, KeyEq> index_;
+};
+
+// Nodes that the outputs reach, in evaluation order.
+std::vector<Ref> liveNodes(const Graph& g, const std::vector<Ref>& outputs);
+
+struct Counts {
+  int adds = 0;  // additions and subtractions
+  int muls = 0;  // multiplications by constants
+};
+
+// Operations that reach an output; negations and width changes are free.
+Counts countOperations(const Graph& g, const std::vector<Ref>& outputs);
+
+// Scalar emitter: one `const float tN = ...;` per live node, operands by name, constants as hexadecimal
+// literals of the node's type. `inputName(k)` names the loaded scalar part k. Returns the statements and
+// fills `names` with the expression that stands for every output.
+struct ScalarCode {
+  std::string statements;
+  std::vector<std::string> outputs;
+};
+ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std::string& indent,
+                      std::string (*inputName)(int32_t));
+
+std::string literal(double value, Type type);
+const char* typeName(Type type);
+
+}  // namespace zspgen::dag
+
+#endif  // ZSPGEN_GEN_EXPR_H

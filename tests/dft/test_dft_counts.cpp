@@ -1,0 +1,99 @@
+// The generator's count report against the reference counts: double precision equal, single precision no
+// more (its reference counts lane multiplications by 1 and -1), forward and inverse alike, and the recipe
+// of every length as the reference names it. Lengths that cannot match stand as exceptions, with their
+// reason, in the data file; an exception that matches after all fails too, so the list stays true.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <tuple>
+
+namespace {
+
+struct Count {
+  int adds = -1, muls = -1;
+  std::string recipe;
+};
+
+using Key = std::tuple<int, std::string, std::string>;  // length, precision, direction
+
+std::map<Key, Count> readReport() {
+  std::map<Key, Count> report;
+  std::ifstream in(ZSPGEN_DFT_COUNTS);
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    int n;
+    std::string precision, direction;
+    Count c;
+    s >> n >> precision >> direction >> c.adds >> c.muls;
+    std::getline(s >> std::ws, c.recipe);
+    report[{n, precision, direction}] = c;
+  }
+  return report;
+}
+
+struct Reference {
+  std::map<std::pair<int, std::string>, Count> counts;
+  std::set<std::pair<int, std::string>> exceptions;
+};
+
+Reference readReference() {
+  Reference ref;
+  std::ifstream in(std::string(ZSPGEN_TEST_DATA) + "/dft_counts.txt");
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    if (line.rfind("exception", 0) == 0) {
+      std::string word, precision;
+      int n;
+      s >> word >> n >> precision;
+      ref.exceptions.insert({n, precision});
+      continue;
+    }
+    int n;
+    Count single, dbl;
+    s >> n >> single.recipe >> single.adds >> single.muls >> dbl.recipe >> dbl.adds >> dbl.muls;
+    ref.counts[{n, "32fc"}] = single;
+    ref.counts[{n, "64fc"}] = dbl;
+  }
+  return ref;
+}
+
+// The reference names Rader and Bluestein forms without their stages.
+bool sameRecipe(const std::string& ours, const std::string& reference) {
+  if (reference == "Rader") return ours.rfind("rader ", 0) == 0;
+  if (reference == "Bluestein") return ours.rfind("bluestein ", 0) == 0;
+  if (reference == "base") return ours == "base" || ours == "direct";
+  return ours == reference;
+}
+
+TEST(DftCounts, EveryKernelMeetsTheReference) {
+  const std::map<Key, Count> report = readReport();
+  const Reference ref = readReference();
+  ASSERT_EQ(report.size(), 252u);
+  ASSERT_EQ(ref.counts.size(), 126u);
+  int exceptionsSeen = 0;
+  for (const auto& [key, want] : ref.counts) {
+    const auto& [n, precision] = key;
+    const Count fwd = report.at({n, precision, "fwd"}), inv = report.at({n, precision, "inv"});
+    EXPECT_EQ(fwd.adds, inv.adds) << n << " " << precision;
+    EXPECT_EQ(fwd.muls, inv.muls) << n << " " << precision;
+    EXPECT_TRUE(sameRecipe(fwd.recipe, want.recipe)) << n << " " << precision << ": " << fwd.recipe;
+    const bool meets = precision == "64fc" ? fwd.adds == want.adds && fwd.muls == want.muls
+                                           : fwd.adds <= want.adds && fwd.muls <= want.muls;
+    if (ref.exceptions.count(key)) {
+      ++exceptionsSeen;
+      EXPECT_FALSE(meets) << n << " " << precision << " now meets the reference: drop its exception";
+    } else {
+      EXPECT_TRUE(meets) << n << " " << precision << ": " << fwd.adds << " additions, " << fwd.muls
+                         << " multiplications against " << want.adds << " and " << want.muls;
+    }
+  }
+  EXPECT_EQ(exceptionsSeen, static_cast<int>(ref.exceptions.size()));
+}
+
+}  // namespace
