@@ -1,0 +1,127 @@
+// Complex DFT kernels against FFTW, in one run, on the same 16-byte aligned buffers.
+//
+// For each length, precision and direction two benchmarks stand side by side: `zsp` calls our kernel
+// with ZSP_NODIV_BY_ANY, `fftw` executes FFTW's plan (FFTW_PATIENT unless --fftw_measure is given)
+// through the new-array interface. Kernels are looked up by name, so the program runs against whatever
+// the library exports. bench/dft_report.py turns the JSON output into the ratio table and the plot.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <fftw3.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core_clock.h"
+#include "zspgen.h"
+
+namespace {
+
+unsigned gPlanFlags = FFTW_PATIENT;
+
+template <class T> struct Fftw;
+template <> struct Fftw<Zsp32fc> {
+  using Plan = fftwf_plan;
+  static Plan plan(int n, Zsp32fc* in, Zsp32fc* out, int sign) {
+    return fftwf_plan_dft_1d(n, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out), sign,
+                             gPlanFlags);
+  }
+  static void execute(Plan p, Zsp32fc* in, Zsp32fc* out) {
+    fftwf_execute_dft(p, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out));
+  }
+  static void destroy(Plan p) { fftwf_destroy_plan(p); }
+  static constexpr const char* suffix = "32fc";
+};
+template <> struct Fftw<Zsp64fc> {
+  using Plan = fftw_plan;
+  static Plan plan(int n, Zsp64fc* in, Zsp64fc* out, int sign) {
+    return fftw_plan_dft_1d(n, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out), sign,
+                            gPlanFlags);
+  }
+  static void execute(Plan p, Zsp64fc* in, Zsp64fc* out) {
+    fftw_execute_dft(p, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out));
+  }
+  static void destroy(Plan p) { fftw_destroy_plan(p); }
+  static constexpr const char* suffix = "64fc";
+};
+
+template <class T>
+struct Buffers {
+  explicit Buffers(int n) {
+    in = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 64));
+    out = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 64));
+    for (int i = 0; i < n; ++i) {
+      in[i].re = static_cast<decltype(in[i].re)>((i * 37 % 101) / 101.0 - 0.5);
+      in[i].im = static_cast<decltype(in[i].im)>((i * 53 % 97) / 97.0 - 0.5);
+    }
+  }
+  ~Buffers() {
+    std::free(in);
+    std::free(out);
+  }
+  T* in;
+  T* out;
+};
+
+void cycleCounters(benchmark::State& state) {
+  using benchmark::Counter;
+  state.counters["cycles"] = Counter(1.0 / zsp::bench::coreClockHz(), Counter::kIsIterationInvariantRate | Counter::kInvert);
+}
+
+template <class T>
+void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n) {
+  Buffers<T> b(n);
+  for (auto _ : state) {
+    kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
+    benchmark::DoNotOptimize(b.out);
+    benchmark::ClobberMemory();
+  }
+  cycleCounters(state);
+}
+
+template <class T>
+void fftw(benchmark::State& state, int n, int sign) {
+  Buffers<T> b(n);
+  std::vector<T> keep(b.in, b.in + n);  // planning may overwrite the arrays
+  const auto plan = Fftw<T>::plan(n, b.in, b.out, sign);
+  std::memcpy(b.in, keep.data(), sizeof(T) * n);
+  for (auto _ : state) {
+    Fftw<T>::execute(plan, b.in, b.out);
+    benchmark::DoNotOptimize(b.out);
+    benchmark::ClobberMemory();
+  }
+  Fftw<T>::destroy(plan);
+  cycleCounters(state);
+}
+
+template <class T>
+void registerPrecision() {
+  using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
+  for (const char* dir : {"Fwd", "Inv"}) {
+    const int sign = std::strcmp(dir, "Fwd") == 0 ? FFTW_FORWARD : FFTW_BACKWARD;
+    for (int n = 2; n <= 64; ++n) {
+      const std::string name = std::string("zspgDFT") + dir + "_CToC_" + std::to_string(n) + "_" + Fftw<T>::suffix;
+      const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, name.c_str()));
+      if (kernel == nullptr) continue;
+      benchmark::RegisterBenchmark((name + "/zsp").c_str(), ours<T>, kernel, n);
+      benchmark::RegisterBenchmark((name + "/fftw").c_str(), fftw<T>, n, sign);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i)
+    if (std::strcmp(argv[i], "--fftw_measure") == 0) gPlanFlags = FFTW_MEASURE;
+  benchmark::Initialize(&argc, argv);
+  // Naming the library's version here also keeps the library linked: every kernel is looked up by name.
+  benchmark::AddCustomContext("zspgen", zspgenGetLibVersion()->versionText);
+  zsp::bench::coreClockHz();  // measured once, before any timing
+  registerPrecision<Zsp32fc>();
+  registerPrecision<Zsp64fc>();
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""Runs bench_dft (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
+
+    python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft
+    python3 bench/dft_report.py --json results.json --out bench-results/dft
+
+The ratio is our time per call over FFTW's for the same kernel, measured in the same run.
+"""
+import argparse
+import csv
+import json
+import math
+import os
+import re
+import subprocess
+import sys
+
+NAME = re.compile(r"zspgDFT(Fwd|Inv)_CToC_(\d+)_(32fc|64fc)/(zsp|fftw)")
+
+
+def run_bench(binary, extra):
+    out = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.05"] + extra,
+                         check=True, capture_output=True, text=True).stdout
+    return json.loads(out)
+
+
+def collect(results):
+    rows = {}
+    for b in results["benchmarks"]:
+        m = NAME.fullmatch(b["name"])
+        if not m:
+            continue
+        direction, n, precision, who = m.group(1), int(m.group(2)), m.group(3), m.group(4)
+        scale = {"ns": 1.0, "us": 1e3, "ms": 1e6}[b["time_unit"]]
+        row = rows.setdefault((precision, direction, n), {})
+        row[who + "_ns"] = b["real_time"] * scale
+        row[who + "_cycles"] = b.get("cycles")
+    return rows
+
+
+def summarise(rows):
+    lines = []
+    for precision in ("32fc", "64fc"):
+        for direction in ("Fwd", "Inv"):
+            ratios = {n: r["zsp_ns"] / r["fftw_ns"] for (p, d, n), r in rows.items()
+                      if p == precision and d == direction and "zsp_ns" in r and "fftw_ns" in r}
+            if not ratios:
+                continue
+            small = [v for n, v in ratios.items() if n <= 16]
+            large = [v for n, v in ratios.items() if n >= 17]
+            geo = math.exp(sum(map(math.log, large)) / len(large)) if large else float("nan")
+            worst = max(ratios, key=ratios.get)
+            lines.append(f"{precision} {direction}: max ratio N<=16 {max(small, default=float('nan')):.2f}, "
+                         f"geomean N=17..64 {geo:.2f}, worst N={worst} at {ratios[worst]:.2f}")
+    return lines
+
+
+def write_csv(rows, path):
+    with open(path, "w", newline="") as f:
+        w = csv.writer(f)
+        w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles"])
+        for (p, d, n) in sorted(rows):
+            r = rows[(p, d, n)]
+            if "zsp_ns" not in r or "fftw_ns" not in r:
+                continue
+            w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
+                        f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else ""])
+
+
+def plot(rows, path):
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+    fig, (top, bottom) = plt.subplots(2, 1, figsize=(11, 8), sharex=True)
+    for precision, colour in (("32fc", "tab:blue"), ("64fc", "tab:red")):
+        for direction, style in (("Fwd", "-"), ("Inv", "--")):
+            keys = sorted(k for k in rows if k[0] == precision and k[1] == direction
+                          and "zsp_ns" in rows[k] and "fftw_ns" in rows[k])
+            if not keys:
+                continue
+            ns = [k[2] for k in keys]
+            label = f"{precision} {direction}"
+            top.plot(ns, [rows[k]["zsp_ns"] for k in keys], style, color=colour, label=f"zspgen {label}")
+            top.plot(ns, [rows[k]["fftw_ns"] for k in keys], style, color=colour, alpha=0.35, label=f"FFTW {label}")
+            bottom.plot(ns, [rows[k]["zsp_ns"] / rows[k]["fftw_ns"] for k in keys], style, color=colour, label=label)
+    top.set_ylabel("ns per call")
+    top.set_yscale("log")
+    top.legend(fontsize=7, ncol=2)
+    bottom.axhline(1.0, color="grey", linewidth=0.8)
+    bottom.axhline(0.5, color="green", linewidth=0.8, linestyle=":")
+    bottom.set_ylabel("ratio zspgen / FFTW")
+    bottom.set_xlabel("N")
+    bottom.legend(fontsize=7)
+    fig.suptitle("Complex DFT, time per call (same run, same aligned buffers)")
+    fig.tight_layout()
+    fig.savefig(path, dpi=110)
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--bench", help="path of bench_dft")
+    ap.add_argument("--json", help="JSON written by bench_dft --benchmark_format=json")
+    ap.add_argument("--out", default="bench-results/dft", help="output path without extension")
+    ap.add_argument("extra", nargs="*", help="further arguments for bench_dft")
+    args = ap.parse_args()
+    if args.json:
+        with open(args.json) as f:
+            results = json.load(f)
+    elif args.bench:
+        results = run_bench(args.bench, args.extra)
+    else:
+        sys.exit("give --bench or --json")
+    rows = collect(results)
+    os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
+    write_csv(rows, args.out + ".csv")
+    for line in summarise(rows):
+        print(line)
+    try:
+        plot(rows, args.out + ".png")
+    except ImportError:
+        print("matplotlib missing (Debian: python3-matplotlib): no plot written", file=sys.stderr)
+
+
+if __name__ == "__main__":
+    main()
