@@ -2,7 +2,8 @@
 //
 // For each length, precision and direction two benchmarks stand side by side: `zsp` calls our kernel
 // with ZSP_NODIV_BY_ANY, `fftw` executes FFTW's plan (FFTW_PATIENT unless --fftw_measure is given)
-// through the new-array interface. Kernels are looked up by name, so the program runs against whatever
+// through the new-array interface. Both report cycles per call on the core clock measured in the same
+// run; our kernels also report their arithmetic bound and cycles over it. Kernels are looked up by name, so the program runs against whatever
 // the library exports. bench/dft_report.py turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
@@ -10,6 +11,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -69,8 +73,36 @@ void cycleCounters(benchmark::State& state) {
   state.counters["cycles"] = Counter(1.0 / zsp::bench::coreClockHz(), Counter::kIsIterationInvariantRate | Counter::kInvert);
 }
 
+// The arithmetic bound of each kernel in cycles: the additions and subtractions it executes (packed
+// instructions in the vector kernels, scalar ones in the others), two per cycle. Read from the count
+// report the generator writes beside the kernels.
+std::map<std::string, double> readBounds() {
+  std::map<std::string, double> bound;
+  std::ifstream in(ZSPGEN_DFT_PACKED_COUNTS);
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream f(line);
+    int n = 0, adds = 0;
+    std::string type, dir, shape;
+    if (!(f >> n >> type >> dir >> shape >> adds)) continue;
+    const std::string name = std::string("zspgDFT") + (dir == "fwd" ? "Fwd" : "Inv") + "_CToC_" + std::to_string(n) + "_" + type;
+    bound[name] = adds / 2.0;
+  }
+  return bound;
+}
+
+void boundCounters(benchmark::State& state, double boundCycles) {
+  using benchmark::Counter;
+  if (boundCycles <= 0) return;
+  state.counters["bound"] = boundCycles;
+  // Cycles per call over the bound.
+  state.counters["cycles_per_bound"] =
+      Counter(1.0 / (zsp::bench::coreClockHz() * boundCycles), Counter::kIsIterationInvariantRate | Counter::kInvert);
+}
+
 template <class T>
-void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n) {
+void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n, double boundCycles) {
   Buffers<T> b(n);
   for (auto _ : state) {
     kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
@@ -78,6 +110,7 @@ void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), in
     benchmark::ClobberMemory();
   }
   cycleCounters(state);
+  boundCounters(state, boundCycles);
 }
 
 template <class T>
@@ -96,7 +129,7 @@ void fftw(benchmark::State& state, int n, int sign) {
 }
 
 template <class T>
-void registerPrecision() {
+void registerPrecision(const std::map<std::string, double>& bounds) {
   using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
   for (const char* dir : {"Fwd", "Inv"}) {
     const int sign = std::strcmp(dir, "Fwd") == 0 ? FFTW_FORWARD : FFTW_BACKWARD;
@@ -104,7 +137,8 @@ void registerPrecision() {
       const std::string name = std::string("zspgDFT") + dir + "_CToC_" + std::to_string(n) + "_" + Fftw<T>::suffix;
       const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, name.c_str()));
       if (kernel == nullptr) continue;
-      benchmark::RegisterBenchmark((name + "/zsp").c_str(), ours<T>, kernel, n);
+      const auto b = bounds.find(name);
+      benchmark::RegisterBenchmark((name + "/zsp").c_str(), ours<T>, kernel, n, b == bounds.end() ? 0.0 : b->second);
       benchmark::RegisterBenchmark((name + "/fftw").c_str(), fftw<T>, n, sign);
     }
   }
@@ -119,8 +153,9 @@ int main(int argc, char** argv) {
   // Naming the library's version here also keeps the library linked: every kernel is looked up by name.
   benchmark::AddCustomContext("zspgen", zspgenGetLibVersion()->versionText);
   zsp::bench::coreClockHz();  // measured once, before any timing
-  registerPrecision<Zsp32fc>();
-  registerPrecision<Zsp64fc>();
+  const std::map<std::string, double> bounds = readBounds();
+  registerPrecision<Zsp32fc>(bounds);
+  registerPrecision<Zsp64fc>(bounds);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;

@@ -35,6 +35,9 @@ def collect(results):
         row = rows.setdefault((precision, direction, n), {})
         row[who + "_ns"] = b["real_time"] * scale
         row[who + "_cycles"] = b.get("cycles")
+        if who == "zsp":
+            row["bound"] = b.get("bound")
+            row["per_bound"] = b.get("cycles_per_bound")
     return rows
 
 
@@ -50,21 +53,29 @@ def summarise(rows):
             large = [v for n, v in ratios.items() if n >= 17]
             geo = math.exp(sum(map(math.log, large)) / len(large)) if large else float("nan")
             worst = max(ratios, key=ratios.get)
+            bound = {n: r["per_bound"] for (p, d, n), r in rows.items()
+                     if p == precision and d == direction and r.get("per_bound")}
+            far = max(bound, key=bound.get) if bound else None
             lines.append(f"{precision} {direction}: max ratio N<=16 {max(small, default=float('nan')):.2f}, "
-                         f"geomean N=17..64 {geo:.2f}, worst N={worst} at {ratios[worst]:.2f}")
+                         f"geomean N=17..64 {geo:.2f}, worst N={worst} at {ratios[worst]:.2f}"
+                         + (f"; cycles/bound median {sorted(bound.values())[len(bound) // 2]:.2f}, "
+                            f"worst N={far} at {bound[far]:.2f}" if far else ""))
     return lines
 
 
 def write_csv(rows, path):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
-        w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles"])
+        w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "bound_cycles",
+                    "cycles_per_bound"])
         for (p, d, n) in sorted(rows):
             r = rows[(p, d, n)]
             if "zsp_ns" not in r or "fftw_ns" not in r:
                 continue
             w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
-                        f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else ""])
+                        f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else "",
+                        f"{r['bound']:.1f}" if r.get("bound") else "",
+                        f"{r['per_bound']:.2f}" if r.get("per_bound") else ""])
 
 
 def plot(rows, path):

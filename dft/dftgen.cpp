@@ -1,7 +1,8 @@
 // dftgen: writes the 252 complex DFT kernels and their operation counts.
 //
-//   dftgen <out-dir>            one source per length and precision, dft_<N>_<type>.cpp, holding the
-//                               forward and the inverse kernel, and dft_counts.txt
+//   dftgen <out-dir>            one source per length, precision and direction,
+//                               dft_<N>_<type>_<fwd|inv>.cpp, with dft_counts.txt (the graph's operations)
+//                               and dft_packed_counts.txt (the instructions the kernels execute)
 //   dftgen --report             prints the count report only
 //
 // Every kernel is one straight body: the checks, the loads of all samples, the graph of its recipe,
@@ -18,6 +19,7 @@
 #include "dft/dft_recipes.h"
 #include "gen/expr.h"
 #include "gen/generated_file.h"
+#include "gen/pairs.h"
 
 namespace {
 
@@ -26,19 +28,29 @@ using zspgen::dag::Counts;
 using zspgen::dag::Type;
 
 std::string partName(int32_t k) { return "x" + std::to_string(k); }
+std::string sampleName(int32_t k) { return "x" + std::to_string(k); }
 
 struct Emitted {
   std::string code;
   Counts counts;
+  zspgen::dag::PairCounts packed;  // the executed instructions, scale included
   std::string recipe;
+  std::string shape;
 };
 
 std::string kernelName(int n, bool single, bool inverse) {
   return std::string("zspgDFT") + (inverse ? "Inv" : "Fwd") + "_CToC_" + std::to_string(n) + (single ? "_32fc" : "_64fc");
 }
 
-Emitted emitKernel(int n, bool single, bool inverse) {
-  const std::unique_ptr<KernelGraph> k = zsp::dft::buildKernel(n, single, inverse);
+// How a kernel reaches its route for data at any address.
+enum class Routes { None, BothInOne, Sibling };
+Routes routesOf(int n, bool single) {
+  if (single) return n <= 5 ? Routes::None : n == 59 ? Routes::BothInOne : Routes::Sibling;
+  return n == 2 || n == 3 || n == 4 || n == 6 ? Routes::BothInOne : Routes::Sibling;
+}
+
+// The body of a kernel, for either route: checks, loads, the recipe's arithmetic, scale, stores.
+std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e) {
   const Type type = single ? Type::F32 : Type::F64;
   const char* t = zspgen::dag::typeName(type);
   const char* sample = single ? "Zsp32fc" : "Zsp64fc";
@@ -47,15 +59,9 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   // single precision that is the same as rounding once from the exact value.
   const __float128 invN = 1.0Q / n;
   const __float128 invSqrtN = single ? 1.0Q / sqrtq(static_cast<__float128>(n)) : 1.0 / std::sqrt(static_cast<double>(n));
-  const zspgen::dag::ScalarCode body = zspgen::dag::emitScalar(k->g, k->outputs, "  ", partName);
-  Emitted e;
-  e.recipe = k->recipe;
-  e.counts = zspgen::dag::countOperations(k->g, k->outputs);
   std::ostringstream s;
-  s << "// " << kernelName(n, single, inverse) << ": recipe " << k->recipe << ", " << e.counts.adds
-    << " additions, " << e.counts.muls << " multiplications\n";
-  s << "extern \"C\" zspStatus x3_" << kernelName(n, single, inverse) << "(const " << sample << "* pSrc, "
-    << sample << "* pDst, Zsp32s hint) {\n";
+  s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
+    << "* pDst, Zsp32s hint) {\n";
   s << "  " << t << " scale;\n";
   s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << (inverse ? "Inverse" : "Forward")
     << ">(pSrc, pDst, hint, zsp::ScaleLiterals<" << t << ">{"
@@ -65,13 +71,76 @@ Emitted emitKernel(int n, bool single, bool inverse) {
                             type)
     << "}, scale);\n";
   s << "  if (status != zspStsNoErr) return status;\n";
-  for (int j = 0; j < 2 * n; ++j)
-    s << "  const " << t << " " << partName(j) << " = zsp::dft::loadPart<" << t << ">(pSrc, " << j << ");\n";
-  s << body.statements;
-  for (int j = 0; j < 2 * n; ++j)
-    s << "  zsp::dft::storePart<" << t << ">(pDst, " << j << ", " << body.outputs[static_cast<size_t>(j)]
-      << " * scale);\n";
-  s << "  return zspStsNoErr;\n}\n\n";
+  // The 2-wide lowering is taken where it pairs every value of the graph and keeps to about half the
+  // graph's additions; elsewhere the kernel stays scalar.
+  zspgen::dag::PairCode paired;
+  bool twoWide = false;
+  if (!single) {
+    std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
+    for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
+    paired = zspgen::dag::emitPairs(k.g, pairs, "  ", sampleName);
+    twoWide = paired.complete && paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
+  }
+  if (twoWide) {
+    s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
+    s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
+    for (int j = 0; j < n; ++j) s << "  const __m128d " << sampleName(j) << " = Access::load(src + " << 2 * j << ");\n";
+    s << paired.statements;
+    s << "  const __m128d scalePair = _mm_set1_pd(scale);\n";
+    for (int j = 0; j < n; ++j)
+      s << "  Access::store(dst + " << 2 * j << ", _mm_mul_pd(" << paired.outputs[static_cast<size_t>(j)]
+        << ", scalePair));\n";
+    e.packed = paired.counts;
+    e.packed.mul += n;
+    e.shape = "2-wide";
+  } else {
+    const zspgen::dag::ScalarCode body = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
+    for (int j = 0; j < 2 * n; ++j)
+      s << "  const " << t << " " << partName(j) << " = zsp::dft::loadPart<" << t << ">(pSrc, " << j << ");\n";
+    s << body.statements;
+    for (int j = 0; j < 2 * n; ++j)
+      s << "  zsp::dft::storePart<" << t << ">(pDst, " << j << ", " << body.outputs[static_cast<size_t>(j)]
+        << " * scale);\n";
+    e.packed = {};
+    e.packed.addsub = e.counts.adds;
+    e.packed.mul = e.counts.muls + 2 * n;
+    e.shape = "scalar";
+  }
+  s << "  return zspStsNoErr;\n}\n";
+  return s.str();
+}
+
+Emitted emitKernel(int n, bool single, bool inverse) {
+  const std::unique_ptr<KernelGraph> k = zsp::dft::buildKernel(n, single, inverse);
+  Emitted e;
+  e.recipe = k->recipe;
+  e.counts = zspgen::dag::countOperations(k->g, k->outputs);
+  const std::string body = bodyCode(n, single, inverse, *k, e);
+  const std::string name = kernelName(n, single, inverse);
+  const std::string sibling = "x3_owng" + name.substr(4) + "_unaligned";
+  const std::string sample = single ? "Zsp32fc" : "Zsp64fc";
+  const std::string params = "(const " + sample + "* pSrc, " + sample + "* pDst, Zsp32s hint)";
+  const std::string misaligned = "if (!zsp::isAligned16(pSrc) || !zsp::isAligned16(pDst)) ";
+  std::ostringstream s;
+  s << "namespace {\n\n" << body << "\n}  // namespace\n\n";
+  s << "// " << name << ": recipe " << k->recipe << ", " << e.counts.adds << " additions, " << e.counts.muls
+    << " multiplications; " << e.shape << ", " << e.packed.addsub << " additions and " << e.packed.mul
+    << " multiplications executed\n";
+  switch (routesOf(n, single)) {
+    case Routes::None:
+      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+      break;
+    case Routes::BothInOne:
+      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  " << misaligned
+        << "return run<zsp::dft::Unaligned>(pSrc, pDst, hint);\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+      break;
+    case Routes::Sibling:
+      s << "extern \"C\" __attribute__((noinline)) zspStatus " << sibling << params
+        << " {\n  return run<zsp::dft::Unaligned>(pSrc, pDst, hint);\n}\n\n";
+      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  " << misaligned << "return " << sibling
+        << "(pSrc, pDst, hint);\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+      break;
+  }
   e.code = s.str();
   return e;
 }
@@ -86,32 +155,37 @@ int main(int argc, char** argv) {
   const std::string out = argv[1];
   const bool reportOnly = out == "--report";
   const std::string command = zspgen::commandLine(argc, argv);
-  std::ostringstream report;
+  std::ostringstream report, packed;
   report << "# length precision direction additions multiplications recipe\n";
+  packed << "# length precision direction shape packed-add-sub packed-mul shuffles sign-flips scalar-ops\n";
   for (int n = zsp::dft::kFirstLength; n <= zsp::dft::kLastLength; ++n) {
     for (bool single : {true, false}) {
-      const Emitted fwd = emitKernel(n, single, false), inv = emitKernel(n, single, true);
-      for (const Emitted* e : {&fwd, &inv})
-        report << n << (single ? " 32fc " : " 64fc ") << (e == &fwd ? "fwd " : "inv ") << e->counts.adds << " "
-               << e->counts.muls << " " << e->recipe << "\n";
-      if (reportOnly) continue;
-      std::ostringstream summary;
-      summary << "length " << n << (single ? ", single precision" : ", double precision") << ", recipe " << fwd.recipe
-              << ": forward " << fwd.counts.adds << " additions " << fwd.counts.muls << " multiplications, inverse "
-              << inv.counts.adds << " additions " << inv.counts.muls << " multiplications";
-      const std::string body = "#include \"dft/dft_kernel.h\"\n#include \"zspgen_x3.h\"\n\n" + fwd.code + inv.code;
-      const std::string path = out + "/dft_" + std::to_string(n) + (single ? "_32fc.cpp" : "_64fc.cpp");
-      if (!zspgen::writeGeneratedFile(path, command, summary.str(), body)) {
-        std::cerr << "dftgen: cannot write " << path << "\n";
-        return 1;
+      for (bool inverse : {false, true}) {
+        const Emitted e = emitKernel(n, single, inverse);
+        const std::string tail = std::to_string(n) + (single ? " 32fc " : " 64fc ") + (inverse ? "inv " : "fwd ");
+        report << tail << e.counts.adds << " " << e.counts.muls << " " << e.recipe << "\n";
+        packed << tail << e.shape << " " << e.packed.addsub << " " << e.packed.mul << " " << e.packed.shuffle << " "
+               << e.packed.flip << " " << e.packed.scalar << "\n";
+        if (reportOnly) continue;
+        const std::string summary = kernelName(n, single, inverse) + ", recipe " + e.recipe + ": " +
+                                    std::to_string(e.counts.adds) + " additions " + std::to_string(e.counts.muls) +
+                                    " multiplications";
+        const std::string body = "#include \"dft/dft_kernel.h\"\n#include \"zspgen_x3.h\"\n\n" + e.code;
+        const std::string path = out + "/dft_" + std::to_string(n) + (single ? "_32fc" : "_64fc") +
+                                 (inverse ? "_inv.cpp" : "_fwd.cpp");
+        if (!zspgen::writeGeneratedFile(path, command, summary, body)) {
+          std::cerr << "dftgen: cannot write " << path << "\n";
+          return 1;
+        }
       }
     }
   }
   if (reportOnly) {
-    std::cout << report.str();
+    std::cout << report.str() << packed.str();
     return 0;
   }
-  if (!zspgen::writeIfChanged(out + "/dft_counts.txt", report.str())) {
+  if (!zspgen::writeIfChanged(out + "/dft_counts.txt", report.str()) ||
+      !zspgen::writeIfChanged(out + "/dft_packed_counts.txt", packed.str())) {
     std::cerr << "dftgen: cannot write the count report\n";
     return 1;
   }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "elf_symbols.h"
 #include "guarded_buffer.h"
 #include "zspgen.h"
 
@@ -390,6 +391,47 @@ TEST(DftSmallKernels, TableValues) {
   // The 7-point Rader kernel keeps an impulse at 0 exact.
   const std::vector<float> one = run<float>(7, false, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, ZSP_NODIV_BY_ANY);
   for (int k = 0; k < 7; ++k) EXPECT_TRUE(one[2 * k] == 1.0f && one[2 * k + 1] == 0.0f) << k;
+}
+
+// Where the routes split into two functions, the sibling of the unaligned route is a local function of its
+// own that repeats the checks and, at any address, gives the bits of the aligned route.
+template <class T>
+int checkSiblings(const zsp::test::LibrarySymbols& lib) {
+  using S = typename Precision<T>::Sample;
+  using Fn = zspStatus (*)(const S*, S*, Zsp32s);
+  int found = 0;
+  for (int n = 2; n <= 64; ++n)
+    for (bool inverse : {false, true}) {
+      const bool single = sizeof(T) == 4;
+      const bool expected = single ? n >= 6 && n != 59 : n == 5 || n >= 7;
+      const std::string name = std::string("x3_owngDFT") + (inverse ? "Inv" : "Fwd") + "_CToC_" + std::to_string(n) +
+                               "_" + Precision<T>::suffix + "_unaligned";
+      const uintptr_t at = lib.address(name);
+      EXPECT_EQ(at != 0, expected) << name;
+      if (at == 0) continue;
+      ++found;
+      EXPECT_EQ(dlsym(RTLD_DEFAULT, name.c_str()), nullptr) << name << " is exported";
+      EXPECT_EQ(dlsym(RTLD_DEFAULT, name.substr(3).c_str()), nullptr) << name << " is exported";
+      const Fn sibling = reinterpret_cast<Fn>(at);
+      const std::vector<T> x = randomParts<T>(n, 11u * n);
+      const std::vector<T> expect = run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN);
+      std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(src.size());
+      unsigned char* s = src.data() + ((16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16) + sizeof(T);
+      unsigned char* d = dst.data() + ((16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16) + 3;
+      std::memcpy(s, x.data(), x.size() * sizeof(T));
+      EXPECT_EQ(sibling(reinterpret_cast<const S*>(s), reinterpret_cast<S*>(d), ZSP_DIV_BY_SQRTN), zspStsNoErr) << name;
+      std::vector<T> got(x.size());
+      std::memcpy(got.data(), d, x.size() * sizeof(T));
+      EXPECT_TRUE(sameBits(got, expect)) << name;
+      EXPECT_EQ(sibling(nullptr, reinterpret_cast<S*>(d), ZSP_DIV_BY_SQRTN), zspStsNullPtrErr) << name;
+      EXPECT_EQ(sibling(reinterpret_cast<const S*>(s), reinterpret_cast<S*>(d), 3), zspStsFlagErr) << name;
+    }
+  return found;
+}
+
+TEST(DftRoutes, UnalignedSiblingsStandWhereTheRoutesSplit) {
+  const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgDFTFwd_CToC_32fc));
+  EXPECT_EQ(checkSiblings<float>(lib) + checkSiblings<double>(lib), 234);
 }
 
 }  // namespace

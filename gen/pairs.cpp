@@ -1,0 +1,297 @@
+#include "gen/pairs.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <sstream>
+#include <tuple>
+#include <unordered_map>
+
+namespace zspgen::dag {
+
+namespace {
+
+// A node with a sign: the value of `r`, negated when `neg` is set.
+struct SRef {
+  Ref r;
+  bool neg;
+};
+
+uint64_t key(SRef s) { return static_cast<uint64_t>(static_cast<uint32_t>(s.r)) * 2u + (s.neg ? 1u : 0u); }
+SRef flip(SRef s) { return {s.r, !s.neg}; }
+
+std::string signMask(bool lo, bool hi) {
+  return std::string("_mm_set_pd(") + (hi ? "-0.0" : "0.0") + ", " + (lo ? "-0.0" : "0.0") + ")";
+}
+
+// How many pairings one kernel may weigh before the lowering gives up on it.
+constexpr size_t kWeighBudget = 400000;
+
+class Lowering {
+ public:
+  Lowering(const Graph& g, std::string indent, std::string (*sample)(int32_t))
+      : g_(g), indent_(std::move(indent)), sample_(sample) {}
+
+  std::string pair(SRef lo, SRef hi) {
+    lo = norm(lo);
+    hi = norm(hi);
+    if (const std::string* v = find(lo, hi)) return *v;
+    // One swap or one sign flip of a pair already made costs less than making it again.
+    for (bool fl : {false, true})
+      for (bool fh : {false, true}) {
+        if (const std::string* v = find(fl ? flip(lo) : lo, fh ? flip(hi) : hi))
+          return remember(lo, hi, flipped(*v, fl, fh));
+        if (const std::string* v = find(fh ? flip(hi) : hi, fl ? flip(lo) : lo))
+          return remember(lo, hi, flipped(swapped(*v), fl, fh));
+      }
+    // Made the other way round and swapped, where the lanes' structure runs that way.
+    if (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi)) return remember(lo, hi, swapped(pair(hi, lo)));
+    const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
+    if (L.op == Op::Input && H.op == Op::Input) return remember(lo, hi, inputs(lo, hi));
+    if (L.op == Op::Const && H.op == Op::Const)
+      return remember(lo, hi, "_mm_set_pd(" + literal(sign(hi) * H.value, Type::F64) + ", " +
+                                  literal(sign(lo) * L.value, Type::F64) + ")");
+    if (L.op == Op::Mul || H.op == Op::Mul) {
+      if (L.op != Op::Const && H.op != Op::Const) return remember(lo, hi, product(lo, hi));
+    }
+    if (isSum(L) && isSum(H)) return remember(lo, hi, sum(lo, hi));
+    return remember(lo, hi, joined(lo, hi));
+  }
+
+  const Graph& g_;
+  std::string indent_;
+  std::string (*sample_)(int32_t);
+  std::ostringstream out_;
+  PairCounts counts_;
+  bool exhausted() const { return exhausted_; }
+
+ private:
+  static bool isSum(const Node& n) { return n.op == Op::Add || n.op == Op::Sub; }
+  static double sign(SRef s) { return s.neg ? -1.0 : 1.0; }
+
+  SRef norm(SRef s) const {
+    while (g_.node(s.r).op == Op::Neg) s = {g_.node(s.r).a, !s.neg};
+    return s;
+  }
+
+  // The two signed terms whose sum an addition or subtraction node is.
+  std::array<SRef, 2> terms(SRef s) const {
+    const Node& n = g_.node(s.r);
+    return {norm(SRef{n.a, s.neg}), norm(SRef{n.b, n.op == Op::Sub ? !s.neg : s.neg})};
+  }
+
+  const std::string* find(SRef lo, SRef hi) const {
+    auto it = memo_.find({key(lo), key(hi)});
+    return it == memo_.end() ? nullptr : &it->second;
+  }
+
+  std::string emit(const std::string& expr) {
+    const std::string name = "v" + std::to_string(next_++);
+    out_ << indent_ << "const __m128d " << name << " = " << expr << ";\n";
+    return name;
+  }
+
+  std::string remember(SRef lo, SRef hi, const std::string& name) {
+    memo_.emplace(std::make_pair(key(lo), key(hi)), name);
+    lanes_.emplace(key(lo), std::make_pair(name, 0));
+    lanes_.emplace(key(hi), std::make_pair(name, 1));
+    return name;
+  }
+
+  std::string flipped(const std::string& v, bool lo, bool hi) {
+    if (!lo && !hi) return v;
+    ++counts_.flip;
+    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")");
+  }
+
+  std::string swapped(const std::string& v) {
+    ++counts_.shuffle;
+    return emit("_mm_shuffle_pd(" + v + ", " + v + ", 1)");
+  }
+
+  std::string inputs(SRef lo, SRef hi) {
+    if (lo.neg || hi.neg) return flipped(pair({lo.r, false}, {hi.r, false}), lo.neg, hi.neg);
+    const int32_t a = g_.node(lo.r).input, b = g_.node(hi.r).input;
+    const std::string sa = sample_(a / 2), sb = sample_(b / 2);
+    if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 1) return sa;
+    ++counts_.shuffle;
+    if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 0) return emit("_mm_movedup_pd(" + sa + ")");
+    if (a / 2 == b / 2 && a % 2 == 1 && b % 2 == 1) return emit("_mm_unpackhi_pd(" + sa + ", " + sa + ")");
+    return emit("_mm_shuffle_pd(" + sa + ", " + sb + ", " + std::to_string(a % 2 + 2 * (b % 2)) + ")");
+  }
+
+  // Two products by constants, or one product beside a value that takes the factor 1.
+  std::string product(SRef lo, SRef hi) {
+    const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
+    const SRef a = L.op == Op::Mul ? SRef{L.a, false} : SRef{lo.r, false};
+    const SRef b = H.op == Op::Mul ? SRef{H.a, false} : SRef{hi.r, false};
+    const double cl = sign(lo) * (L.op == Op::Mul ? L.value : 1.0);
+    const double ch = sign(hi) * (H.op == Op::Mul ? H.value : 1.0);
+    const std::string v = pair(a, b);
+    ++counts_.mul;
+    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))");
+  }
+
+  // How the terms of two sums pair up: A holds the first term of each lane, B the second, and the
+  // instruction follows the signs of B's terms.
+  struct Split {
+    SRef a[2], b[2];
+    enum { Add, Sub, AddSub } op;
+  };
+  // Option `op` (0 add, 1 sub, 2 add-sub) asks B for the signs that make the instruction right.
+  Split split(SRef lo, SRef hi, int i, int j, int op) const {
+    const std::array<SRef, 2> tl = terms(lo), th = terms(hi);
+    Split s{{tl[i], th[j]}, {tl[1 - i], th[1 - j]}, Split::Add};
+    if (op == 1) {
+      s.op = Split::Sub;
+      s.b[0] = flip(s.b[0]);
+      s.b[1] = flip(s.b[1]);
+    } else if (op == 2) {
+      s.op = Split::AddSub;
+      s.b[0] = flip(s.b[0]);
+    }
+    return s;
+  }
+
+  std::string sum(SRef lo, SRef hi) {
+    double best = 1e9;
+    Split chosen{};
+    for (int i = 0; i < 2; ++i)
+      for (int j = 0; j < 2; ++j)
+        for (int op = 0; op < 3; ++op) {
+          const Split s = split(lo, hi, i, j, op);
+          const double c = cost(s.a[0], s.a[1]) + cost(s.b[0], s.b[1]);
+          if (c < best) best = c, chosen = s;
+        }
+    const std::string a = pair(chosen.a[0], chosen.a[1]);
+    const std::string b = pair(chosen.b[0], chosen.b[1]);
+    ++counts_.addsub;
+    const char* op = chosen.op == Split::Add ? "_mm_add_pd(" : chosen.op == Split::Sub ? "_mm_sub_pd(" : "_mm_addsub_pd(";
+    return emit(op + a + ", " + b + ")");
+  }
+
+  // Instructions that a pair will take beyond the ones every choice takes: pairs already made cost
+  // nothing, or one instruction when swapped or sign-flipped; others what their structure costs.
+  double cost(SRef lo, SRef hi) {
+    lo = norm(lo);
+    hi = norm(hi);
+    if (find(lo, hi)) return 0;
+    for (bool fl : {false, true})
+      for (bool fh : {false, true})
+        if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
+    return shapeCost(lo, hi);
+  }
+
+  // The same by structure alone, all the way down to the inputs: made directly, or made the other way
+  // round and swapped. Remembered for every pair weighed, up to a budget per kernel.
+  double shapeCost(SRef lo, SRef hi) {
+    lo = norm(lo);
+    hi = norm(hi);
+    const std::pair<uint64_t, uint64_t> k{key(lo), key(hi)};
+    if (auto it = shapeCost_.find(k); it != shapeCost_.end()) return it->second;
+    if (shapeCost_.size() > kWeighBudget) {
+      exhausted_ = true;
+      return 1;
+    }
+    const double c = std::min(directCost(lo, hi), 1 + directCost(hi, lo));
+    shapeCost_.emplace(k, c);
+    return c;
+  }
+
+  double directCost(SRef lo, SRef hi) {
+    const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
+    const double signs = (lo.neg || hi.neg) ? 1 : 0;
+    if (L.op == Op::Input && H.op == Op::Input) {
+      const bool natural = L.input / 2 == H.input / 2 && L.input % 2 == 0 && H.input % 2 == 1;
+      return (natural ? 0 : 1) + signs;
+    }
+    if (L.op == Op::Const && H.op == Op::Const) return 0.5;
+    if (L.op == Op::Mul && H.op == Op::Mul) return 1 + shapeCost({L.a, false}, {H.a, false});
+    if ((L.op == Op::Mul) != (H.op == Op::Mul) && L.op != Op::Const && H.op != Op::Const) {
+      const SRef a = L.op == Op::Mul ? SRef{L.a, false} : SRef{lo.r, false};
+      const SRef b = H.op == Op::Mul ? SRef{H.a, false} : SRef{hi.r, false};
+      return 1.5 + shapeCost(a, b);
+    }
+    if (isSum(L) && isSum(H)) {
+      double best = 1e9;
+      for (int i = 0; i < 2 && best > 0; ++i)
+        for (int j = 0; j < 2 && best > 0; ++j)
+          for (int op = 0; op < 3 && best > 0; ++op) {
+            const Split s = split(lo, hi, i, j, op);
+            const double a = shapeCost(s.a[0], s.a[1]);
+            if (a >= best) continue;
+            best = std::min(best, a + shapeCost(s.b[0], s.b[1]));
+          }
+      return 1 + best;
+    }
+    return 8;
+  }
+
+  // No rule pairs the lanes: each is computed as a scalar, taken from a register where it already
+  // stands, and the two are joined.
+  std::string joined(SRef lo, SRef hi) {
+    const std::string l = scalar(lo), h = scalar(hi);
+    ++counts_.shuffle;
+    return emit("_mm_set_pd(" + h + ", " + l + ")");
+  }
+
+  std::string scalar(SRef s) {
+    s = norm(s);
+    if (auto it = scalars_.find(key(s)); it != scalars_.end()) return it->second;
+    std::string expr;
+    const Node& n = g_.node(s.r);
+    if (auto it = lanes_.find(key(s)); it != lanes_.end()) {
+      expr = lane(it->second.first, it->second.second);
+    } else if (auto jt = lanes_.find(key(flip(s))); jt != lanes_.end()) {
+      expr = "-" + lane(jt->second.first, jt->second.second);
+    } else if (n.op == Op::Input) {
+      expr = (s.neg ? "-" : "") + lane(sample_(n.input / 2), n.input % 2);
+    } else if (n.op == Op::Const) {
+      return literal(sign(s) * n.value, Type::F64);
+    } else if (n.op == Op::Mul) {
+      const std::string a = scalar({n.a, false});
+      ++counts_.scalar;
+      expr = literal(sign(s) * n.value, Type::F64) + " * " + a;
+    } else if (isSum(n)) {
+      const std::array<SRef, 2> t = terms(s);
+      const std::string a = scalar(t[0]), b = scalar({t[1].r, false});
+      ++counts_.scalar;
+      expr = a + (t[1].neg ? " - " : " + ") + b;
+    } else {
+      expr = "0.0 /* unsupported node */";
+    }
+    const std::string name = "s" + std::to_string(next_++);
+    out_ << indent_ << "const double " << name << " = " << expr << ";\n";
+    scalars_.emplace(key(s), name);
+    return name;
+  }
+
+  static std::string lane(const std::string& v, int which) {
+    return which == 0 ? "_mm_cvtsd_f64(" + v + ")" : "_mm_cvtsd_f64(_mm_unpackhi_pd(" + v + ", " + v + "))";
+  }
+
+  int next_ = 0;
+  bool exhausted_ = false;
+  struct PairHash {
+    size_t operator()(const std::pair<uint64_t, uint64_t>& p) const { return p.first * 0x9E3779B97F4A7C15ull ^ p.second; }
+  };
+  std::unordered_map<std::pair<uint64_t, uint64_t>, double, PairHash> shapeCost_;
+  std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
+  std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
+  std::unordered_map<uint64_t, std::string> scalars_;
+};
+
+}  // namespace
+
+PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs, const std::string& indent,
+                   std::string (*sampleName)(int32_t)) {
+  Lowering l(g, indent, sampleName);
+  PairCode code;
+  for (const auto& [lo, hi] : outputs) code.outputs.push_back(l.pair({lo, false}, {hi, false}));
+  code.statements = l.out_.str();
+  code.counts = l.counts_;
+  code.complete = !l.exhausted();
+  return code;
+}
+
+}  // namespace zspgen::dag

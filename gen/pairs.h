@@ -1,0 +1,45 @@
+// Two-lane lowering of an expression graph: every value that the outputs need is computed as a pair of
+// doubles in one 128-bit register, the low lane and the high lane of a complex sample.
+//
+// The lowering starts at the output pairs (real part, imaginary part) and walks down: two additions or
+// subtractions become one packed addition, subtraction or add-sub (low lane subtracts, high lane adds),
+// with the terms paired in whichever order needs the fewest lane swaps and sign flips; two
+// multiplications by constants become one packed multiplication by a constant pair; two parts of one
+// input sample are that sample's register. Negations travel down into constants and operand orders and
+// cost an exclusive-or only where they reach an input. Values that no such rule pairs are computed as
+// scalars and joined. Every lane computes what the graph says, in the graph's order of operands up to
+// commutation, so the pairs give the scalar graph's bits (signs of exact zeros aside).
+#ifndef ZSPGEN_GEN_PAIRS_H
+#define ZSPGEN_GEN_PAIRS_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "gen/expr.h"
+
+namespace zspgen::dag {
+
+struct PairCounts {
+  int addsub = 0;   // packed additions, subtractions and add-subs
+  int mul = 0;      // packed multiplications
+  int shuffle = 0;  // lane swaps, duplications and joins
+  int flip = 0;     // sign flips
+  int scalar = 0;   // scalar operations where no pairing was found
+};
+
+struct PairCode {
+  std::string statements;
+  std::vector<std::string> outputs;  // one __m128d expression per output pair
+  PairCounts counts;
+  bool complete = true;  // false: the pairings to weigh ran over the budget; the code is right but poor
+};
+
+// `outputs` are (low, high) node pairs; `sampleName(k)` names the register that holds input sample k
+// (input parts 2k and 2k+1 in the low and high lane).
+PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs, const std::string& indent,
+                   std::string (*sampleName)(int32_t));
+
+}  // namespace zspgen::dag
+
+#endif  // ZSPGEN_GEN_PAIRS_H
