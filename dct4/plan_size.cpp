@@ -79,8 +79,12 @@ zspStatus getSize(int32_t n, int32_t* size) {
   return zspStsNoErr;
 }
 
-}  // namespace zsp::dct4
+template int64_t stateBytes<float>(int32_t);
+template int64_t stateBytes<double>(int32_t);
+template zspStatus getSize<float>(int32_t, int32_t*);
+template zspStatus getSize<double>(int32_t, int32_t*);
 
+}  // namespace zsp::dct4
 
 extern "C" {
 

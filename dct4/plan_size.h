@@ -48,6 +48,12 @@ inline int32_t combineVectorsPerRow(int32_t split) {
   }
 }
 
+// Bytes a state of length n needs (negative: refused), and the query with its order of checks.
+template <class T>
+int64_t stateBytes(int32_t n);
+template <class T>
+zspStatus getSize(int32_t n, int32_t* size);
+
 }  // namespace zsp::dct4
 
 extern "C" {

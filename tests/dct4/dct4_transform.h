@@ -1,20 +1,20 @@
-// The transform under test for a given length, as the direct kernels' tests reach it.
+// One transform of length n through the public operations: allocate a state, run it, release it.
 #ifndef ZSPGEN_TESTS_DCT4_TRANSFORM_H
 #define ZSPGEN_TESTS_DCT4_TRANSFORM_H
 
-#include "dct4/direct.h"
+#include <stdexcept>
+
+#include "dct4_api.h"
 
 namespace zsp::test {
 
 template <class T>
 void dct4Transform(const T* x, T* y, int n) {
-  switch (n) {
-    case 2: dct4::direct::length2(x, y); break;
-    case 4: dct4::direct::length4(x, y); break;
-    case 8: dct4::direct::length8(x, y); break;
-    case 16: dct4::direct::length16(x, y); break;
-    case 32: dct4::direct::length32(x, y); break;
-  }
+  DCT4Spec* spec = nullptr;
+  if (Dct4<T>::initAlloc(&spec, n) != zspStsNoErr) throw std::runtime_error("no state");
+  const zspStatus st = Dct4<T>::transform(x, y, spec);
+  Dct4<T>::free(spec);
+  if (st != zspStsNoErr) throw std::runtime_error("transform failed");
 }
 
 }  // namespace zsp::test

@@ -6,13 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "dct4/plan_size.h"
 #include "zspgen.h"
-
-extern "C" {
-zspStatus x3_zspgDCT4GetSize_32f(Zsp32s length, Zsp32s* pSize);
-zspStatus x3_zspgDCT4GetSize_64f(Zsp32s length, Zsp32s* pSize);
-}
 
 namespace {
 
@@ -43,7 +37,7 @@ TEST(DCT4Size, ReportsTheReferenceTable) {
     int64_t n;
     std::string expected[2];
     fields >> n >> expected[0] >> expected[1];
-    const GetSize query[2] = {x3_zspgDCT4GetSize_32f, x3_zspgDCT4GetSize_64f};
+    const GetSize query[2] = {zspgDCT4GetSize_32f, zspgDCT4GetSize_64f};
     for (int p = 0; p < 2; ++p) {
       if (expected[p] == "?") continue;
       Zsp32s size = -1;
@@ -63,7 +57,7 @@ TEST(DCT4Size, ReportsTheReferenceTable) {
 
 TEST(DCT4Size, AcceptsExactlyThePlannableLengths) {
   for (int p = 0; p < 2; ++p) {
-    const GetSize query = p ? x3_zspgDCT4GetSize_64f : x3_zspgDCT4GetSize_32f;
+    const GetSize query = p ? zspgDCT4GetSize_64f : zspgDCT4GetSize_32f;
     auto check = [&](int64_t n) {
       Zsp32s size = 0;
       const zspStatus st = query(static_cast<Zsp32s>(n), &size);
@@ -81,16 +75,8 @@ TEST(DCT4Size, AcceptsExactlyThePlannableLengths) {
 }
 
 TEST(DCT4Size, NullSizePointerWinsOverARefusedLength) {
-  for (GetSize query : {x3_zspgDCT4GetSize_32f, x3_zspgDCT4GetSize_64f})
+  for (GetSize query : {zspgDCT4GetSize_32f, zspgDCT4GetSize_64f})
     for (Zsp32s n : {3, 64, -1}) EXPECT_EQ(query(n, nullptr), zspStsNullPtrErr) << n;
-}
-
-TEST(DCT4Size, SubtreeOfTheRecursionMatchesItsClosedForm) {
-  // One splitting level over 64-point bodies: 800 bytes of records plus scratch and the combining table.
-  EXPECT_EQ(x3_owngDCT4_32fx1_env5_mem(64, 2048, 4095, 64, 8, 2048, 32), 160);
-  EXPECT_EQ(x3_owngDCT4_32fx1_env5_mem(128, 4096, 8191, 64, 8, 4096, 32),
-            224 + 160 + 416 + 4 * 4096 + 14 * 8 * 16 + 160);
-  EXPECT_EQ(x3_owngDCT4_64fx1_env9_mem(6, 0, 0, 0, 0, 0, 4096, 0), zspStsSizeErr);
 }
 
 }  // namespace

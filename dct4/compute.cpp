@@ -1,0 +1,206 @@
+// The compute operations of the plan tree and the transform entry of both precisions.
+#include "dct4/compute.h"
+
+#include "dct4/direct.h"
+#include "dct4/plan.h"
+#include "zspgen_x3.h"
+
+namespace zsp::dct4::kernel {
+namespace {
+
+// Runs `f.operator()<S>()` for the body length of a tag 1..6; false for any other tag.
+template <class F>
+bool withBodyLength(int32_t tag, F&& f) {
+  switch (tag) {
+    case 1: f.template operator()<2>(); return true;
+    case 2: f.template operator()<4>(); return true;
+    case 3: f.template operator()<8>(); return true;
+    case 4: f.template operator()<16>(); return true;
+    case 5: f.template operator()<32>(); return true;
+    case 6: f.template operator()<64>(); return true;
+    default: return false;
+  }
+}
+
+template <class T>
+zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column);
+
+// Sub-transforms of a splitting step: `count` interleaved sequences, each `step` further on in the input
+// and `columnStep` further on in the output rows.
+template <class T>
+zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column) {
+  if (e->tag == 7) {
+    const auto* next = static_cast<const Env7*>(x3_EnvList_get(e->rules, 0));
+    for (int32_t j = 0; j < e->count; ++j)
+      env7Compute<T>(next, out, x, offset + int64_t{j} * e->step, base - 2 * int64_t{j} * e->step,
+                     column + int64_t{j} * e->columnStep);
+    return zspStsNoErr;
+  }
+  const bool known = withBodyLength(e->tag, [&]<int S>() {
+    for (int32_t j = 0; j < e->count; ++j)
+      inputBatch<T, S>(x, offset + int64_t{j} * e->step, base - 2 * int64_t{j} * e->step, e->stride, out,
+                       e->columns, column + int64_t{j} * e->columnStep);
+  });
+  return known ? zspStsNoErr : zspStsPlanErr;
+}
+
+// Combining step of split D2 over rows a' < s'/2: twiddles, then a D2-point DFT across the sub-transforms.
+template <class T, int D2>
+void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn) {
+  constexpr int L = kLanes<T>;
+  constexpr int64_t V = 2 * L;  // samples per cosine-sine pair of vectors
+  const T* table = static_cast<const T*>(e->table);
+  const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
+  const int64_t rows = e->groups;
+  for (int64_t a = 0; a < rows; ++a) {
+    CV<T> w[D2];
+    for (int j = 0; j < D2; ++j) {
+      w[j].re = loadAligned(in + 2 * a * inRow + inColumn + j * columns);
+      w[j].im = loadAligned(in + (2 * a + 1) * inRow + inColumn + j * columns);
+    }
+    CV<T> x[D2];
+    if constexpr (D2 <= 8) {
+      const T* tw = table + a * (D2 - 1) * V;
+      x[0] = w[0];
+      for (int j = 1; j < D2; ++j) x[j] = twiddle(w[j], tw + (j - 1) * V);
+      dft<T, D2>(x);
+    } else {
+      // Two levels: a radix-R1 step over j = u + 4k with the twiddles of 4k, then radix 4 over u with
+      // the twiddles of the first level's outputs u'.
+      constexpr int R1 = D2 / 4;
+      constexpr int64_t perRowA = R1 * 6, perRowB = (R1 - 1) * 2;  // vectors per row a
+      const bool bFirst = sizeof(T) == 8 && D2 == 32;
+      const T* sectionA = table + (bFirst ? rows * perRowB * L : 0) + a * perRowA * L;
+      const T* sectionB = table + (bFirst ? 0 : rows * perRowA * L) + a * perRowB * L;
+      CV<T> y[4][R1];
+      for (int u = 0; u < 4; ++u) {
+        y[u][0] = w[u];
+        for (int k = 1; k < R1; ++k) y[u][k] = twiddle(w[u + 4 * k], sectionB + (k - 1) * V);
+        dft<T, R1>(y[u]);
+      }
+      for (int v = 0; v < R1; ++v) {
+        CV<T> z[4];
+        z[0] = y[0][v];
+        for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
+        dft<T, 4>(z);
+        for (int q = 0; q < 4; ++q) x[v + R1 * q] = z[q];
+      }
+    }
+    for (int c = 0; c < D2; ++c) {
+      if (c < D2 / 2) {
+        const int64_t row = a + sub * c;
+        storeAligned(out + 2 * row * columns + outColumn, x[c].re);
+        storeAligned(out + (2 * row + 1) * columns + outColumn, x[c].im);
+      } else {
+        const int64_t row = (sub - 1 - a) + sub * (D2 - 1 - c);
+        storeAligned(out + 2 * row * columns + outColumn, x[c].re);
+        storeAligned(out + (2 * row + 1) * columns + outColumn, -x[c].im);
+      }
+    }
+  }
+}
+
+template <class T>
+zspStatus env8Compute(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn) {
+  switch (e->tag) {
+    case 1: combine<T, 2>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    case 2: combine<T, 4>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    case 3: combine<T, 8>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    case 4: combine<T, 16>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    case 5: combine<T, 32>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    default: return zspStsPlanErr;
+  }
+}
+
+template <class T>
+zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column) {
+  if (e->tag != 1) return zspStsPlanErr;
+  T* work = static_cast<T*>(e->work);
+  env9Compute<T>(static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0)), work, x, offset, base, column);
+  return env8Compute<T>(static_cast<const Env8*>(x3_EnvList_get(e->rules, 0)), out, work, column, column);
+}
+
+// Input stage: d/L batches of L residues.
+template <class T>
+zspStatus env5Compute(const Env5* e, T* work, const T* x) {
+  constexpr int L = kLanes<T>;
+  const int64_t foldBase = e->foldBase;
+  if (e->tag == 7) {
+    const auto* step = static_cast<const Env7*>(x3_EnvList_get(e->rules, 0));
+    for (int32_t i = 0; i < e->columns; ++i)
+      env7Compute<T>(step, work, x, int64_t{L} * i, foldBase - 2 * int64_t{L} * i, int64_t{L} * i);
+    return zspStsNoErr;
+  }
+  const bool known = withBodyLength(e->tag, [&]<int S>() {
+    for (int32_t i = 0; i < e->columns; ++i)
+      inputBatch<T, S>(x, int64_t{L} * i, foldBase - 2 * int64_t{L} * i, e->stride, work, e->block,
+                       int64_t{L} * i);
+  });
+  return known ? zspStsNoErr : zspStsPlanErr;
+}
+
+template <class T>
+zspStatus env4Compute(const Env4* e, T* y, const T* work) {
+  switch (e->tag) {
+    case 1: outputStage<T, 1>(e, y, work); return zspStsNoErr;
+    case 2: outputStage<T, 2>(e, y, work); return zspStsNoErr;
+    case 3: outputStage<T, 4>(e, y, work); return zspStsNoErr;
+    case 4: outputStage<T, 8>(e, y, work); return zspStsNoErr;
+    case 5: outputStage<T, 16>(e, y, work); return zspStsNoErr;
+    case 6: outputStage<T, 32>(e, y, work); return zspStsNoErr;
+    default: return zspStsPlanErr;
+  }
+}
+
+template <class T>
+zspStatus transform(const T* src, T* dst, const Env1* spec) {
+  if (src == nullptr || dst == nullptr || spec == nullptr) return zspStsNullPtrErr;
+  switch (spec->rule) {
+    case 1: direct::length2(src, dst); break;
+    case 2: direct::length4(src, dst); break;
+    case 3: direct::length8(src, dst); break;
+    case 4: direct::length16(src, dst); break;
+    case 5: direct::length32(src, dst); break;
+    case 6: {
+      T* work = static_cast<T*>(spec->work);
+      const auto* in = static_cast<const Env3*>(x3_EnvList_get(spec->inputStage, 0));
+      if (in->tag == 1) env5Compute<T>(static_cast<const Env5*>(x3_EnvList_get(in->rules, 0)), work, src);
+      const auto* out = static_cast<const Env2*>(x3_EnvList_get(spec->outputStage, 0));
+      if (out->tag == 1) env4Compute<T>(static_cast<const Env4*>(x3_EnvList_get(out->rules, 0)), dst, work);
+      break;
+    }
+    default: return zspStsPlanErr;
+  }
+  return zspStsNoErr;
+}
+
+}  // namespace
+}  // namespace zsp::dct4::kernel
+
+using zsp::dct4::Env1;
+
+extern "C" {
+
+zspStatus x3_zspgDCT4_32f(const Zsp32f* pSrc, Zsp32f* pDst, const DCT4Spec* pSpec) {
+  return zsp::dct4::kernel::transform(pSrc, pDst, reinterpret_cast<const Env1*>(pSpec));
+}
+zspStatus x3_zspgDCT4_64f(const Zsp64f* pSrc, Zsp64f* pDst, const DCT4Spec* pSpec) {
+  return zsp::dct4::kernel::transform(pSrc, pDst, reinterpret_cast<const Env1*>(pSpec));
+}
+
+zspStatus x3_zspgDCT4Init_32f(DCT4Spec** ppSpec, Zsp32s length, Zsp8u* pMemory) {
+  return zsp::dct4::init<float>(reinterpret_cast<Env1**>(ppSpec), length, pMemory);
+}
+zspStatus x3_zspgDCT4Init_64f(DCT4Spec** ppSpec, Zsp32s length, Zsp8u* pMemory) {
+  return zsp::dct4::init<double>(reinterpret_cast<Env1**>(ppSpec), length, pMemory);
+}
+zspStatus x3_zspgDCT4InitAlloc_32f(DCT4Spec** ppSpec, Zsp32s length) {
+  return zsp::dct4::initAlloc<float>(reinterpret_cast<Env1**>(ppSpec), length);
+}
+zspStatus x3_zspgDCT4InitAlloc_64f(DCT4Spec** ppSpec, Zsp32s length) {
+  return zsp::dct4::initAlloc<double>(reinterpret_cast<Env1**>(ppSpec), length);
+}
+zspStatus x3_zspgDCT4Free_32f(DCT4Spec* pSpec) { return zsp::dct4::release<float>(reinterpret_cast<Env1*>(pSpec)); }
+zspStatus x3_zspgDCT4Free_64f(DCT4Spec* pSpec) { return zsp::dct4::release<double>(reinterpret_cast<Env1*>(pSpec)); }
+
+}  // extern "C"

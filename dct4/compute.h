@@ -1,0 +1,223 @@
+// The transform through the plan tree, on vectors of L residues (or L frequencies) at a time:
+//   input stage   odd-frequency DFTs of s real points per residue, read through the mirrored input;
+//   splitting     sub-transforms into the step's scratch, then twiddles and a small DFT across them;
+//   output stage  twiddles from the table and the fold network, two outputs per terminal.
+// Scratch vectors and tables are read and written as aligned vectors; only the first read of x and the
+// last write of y touch the caller's memory, with unaligned accesses.
+#ifndef ZSPGEN_DCT4_COMPUTE_H
+#define ZSPGEN_DCT4_COMPUTE_H
+
+#include <cstring>
+
+#include "dct4/angles.h"
+#include "dct4/records.h"
+#include "dct4/twiddle.h"
+
+namespace zsp::dct4::kernel {
+
+template <class T> struct VecOf;
+template <> struct VecOf<float> { typedef float type __attribute__((vector_size(16))); };
+template <> struct VecOf<double> { typedef double type __attribute__((vector_size(16))); };
+template <class T>
+using Vec = typename VecOf<T>::type;
+
+template <class T>
+struct CV {
+  Vec<T> re, im;
+};
+
+template <class T>
+inline Vec<T> splat(T v) {
+  Vec<T> r = {};
+  return r + v;
+}
+
+template <class T>
+inline Vec<T> loadAligned(const T* p) { return *reinterpret_cast<const Vec<T>*>(p); }
+template <class T>
+inline void storeAligned(T* p, typename VecOf<T>::type v) { *reinterpret_cast<Vec<T>*>(p) = v; }
+template <class T>
+inline Vec<T> loadUnaligned(const T* p) {
+  Vec<T> v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+template <class T>
+inline void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
+
+template <class T>
+inline Vec<T> reversed(Vec<T> v) {
+  if constexpr (sizeof(T) == 4) return __builtin_shufflevector(v, v, 3, 2, 1, 0);
+  else return __builtin_shufflevector(v, v, 1, 0);
+}
+
+// v times e^(i k pi / 128), with the quarter turns done without products.
+template <class T, int K>
+inline CV<T> rotate(CV<T> v) {
+  constexpr int k = ((K % 256) + 256) % 256;
+  if constexpr (k == 0) return v;
+  else if constexpr (k == 64) return {-v.im, v.re};
+  else if constexpr (k == 128) return {-v.re, -v.im};
+  else if constexpr (k == 192) return {v.im, -v.re};
+  else {
+    const Vec<T> c = splat(cosPi128<T>(k)), s = splat(sinPi128<T>(k));
+    return {c * v.re - s * v.im, s * v.re + c * v.im};
+  }
+}
+
+// v times (c + i s) from a table.
+template <class T>
+inline CV<T> twiddle(CV<T> v, const T* cosSin) {
+  const Vec<T> c = loadAligned(cosSin), s = loadAligned(cosSin + 16 / sizeof(T));
+  return {c * v.re - s * v.im, s * v.re + c * v.im};
+}
+
+template <class T>
+inline CV<T> add(CV<T> a, CV<T> b) { return {a.re + b.re, a.im + b.im}; }
+template <class T>
+inline CV<T> sub(CV<T> a, CV<T> b) { return {a.re - b.re, a.im - b.im}; }
+
+template <int I, int End, class F>
+inline void unroll(F&& f) {
+  if constexpr (I < End) {
+    f.template operator()<I>();
+    unroll<I + 1, End>(static_cast<F&&>(f));
+  }
+}
+
+// Complex DFT of M points with positive exponent, in place, natural order in and out: radix 4 where it
+// can, radix 2 for the last factor.
+template <class T, int M>
+inline void dft(CV<T>* x) {
+  if constexpr (M == 1) {
+    return;
+  } else if constexpr (M == 2) {
+    const CV<T> a = x[0], b = x[1];
+    x[0] = add(a, b);
+    x[1] = sub(a, b);
+  } else {
+    constexpr int Q = M / 4;
+    CV<T> part[4][Q > 0 ? Q : 1];
+    if constexpr (M % 4 == 0) {
+      for (int j = 0; j < Q; ++j)
+        for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
+      for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
+      unroll<0, Q>([&]<int k>() {
+        const CV<T> a = part[0][k];
+        const CV<T> b = rotate<T, 256 * k / M>(part[1][k]);
+        const CV<T> c = rotate<T, 512 * k / M>(part[2][k]);
+        const CV<T> d = rotate<T, 768 * k / M>(part[3][k]);
+        const CV<T> s0 = add(a, c), s1 = sub(a, c), s2 = add(b, d), s3 = sub(b, d);
+        const CV<T> js3 = {-s3.im, s3.re};  // i (b - d)
+        x[k] = add(s0, s2);
+        x[k + Q] = add(s1, js3);
+        x[k + 2 * Q] = sub(s0, s2);
+        x[k + 3 * Q] = sub(s1, js3);
+      });
+    }
+  }
+}
+
+// Odd-frequency DFT of S real rows u: V(a) = sum_j u_j e^(i pi j (2a+1)/S), a < S/2.
+template <class T, int S>
+inline void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
+  if constexpr (S == 2) {
+    re[0] = u[0];
+    im[0] = u[1];
+  } else {
+    constexpr int M = S / 4;
+    const Vec<T> r2 = splat(cosPi128<T>(32));
+    CV<T> p[M], q[M];
+    for (int j = 0; j < M; ++j) {
+      const Vec<T> g = (u[j + M] - u[j + 3 * M]) * r2;
+      const Vec<T> h = (u[j + M] + u[j + 3 * M]) * r2;
+      p[j] = {u[j] + g, h + u[j + 2 * M]};
+      q[j] = {u[j] - g, h - u[j + 2 * M]};
+    }
+    unroll<1, M>([&]<int j>() {
+      p[j] = rotate<T, 128 * j / S>(p[j]);
+      q[j] = rotate<T, 384 * j / S>(q[j]);
+    });
+    dft<T, M>(p);
+    dft<T, M>(q);
+    auto put = [&](int index, CV<T> v) {
+      if (index < S / 2) re[index] = v.re, im[index] = v.im;
+      else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
+    };
+    for (int b = 0; b < M; ++b) {
+      put(4 * b, p[b]);
+      put(4 * b + 1, q[b]);
+    }
+  }
+}
+
+// One batch of L residues: read S rows of the mirrored input, run the body, store S/2 complex rows.
+// Row j of lane l is x[offset + l + j stride] for j < S/2 and -x[offset + base - l - j stride] after.
+template <class T, int S>
+inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
+                       int64_t column) {
+  constexpr int L = kLanes<T>;
+  Vec<T> u[S], re[S / 2], im[S / 2];
+  for (int j = 0; j < S / 2; ++j) u[j] = loadUnaligned(x + offset + j * stride);
+  for (int j = S / 2; j < S; ++j) u[j] = -reversed<T>(loadUnaligned(x + offset + base - j * stride - (L - 1)));
+  oddBody<T, S>(u, re, im);
+  for (int a = 0; a < S / 2; ++a) {
+    storeAligned(out + 2 * a * rowLength + column, re[a]);
+    storeAligned(out + (2 * a + 1) * rowLength + column, im[a]);
+  }
+}
+
+// Fold network over M twiddled residues; terminal t holds the pair (y[k], y[mirror of k]).
+template <class T, int M>
+inline void fold(const CV<T>* l, CV<T>* terminal) {
+  if constexpr (M == 1) {
+    terminal[0] = l[0];
+  } else {
+    CV<T> u[M / 2], d[M / 2];
+    unroll<0, M / 2>([&]<int i>() {
+      const CV<T> a = l[i], b = l[M - 1 - i];
+      u[i] = {a.re + b.re, a.im - b.im};
+      d[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re - b.re, a.im + b.im});
+    });
+    fold<T, M / 2>(u, terminal);
+    fold<T, M / 2>(d, terminal + M / 2);
+  }
+}
+
+constexpr int bitReverse(int t, int bits) {
+  int r = 0;
+  for (int b = 0; b < bits; ++b) r |= ((t >> b) & 1) << (bits - 1 - b);
+  return r;
+}
+constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
+
+// Output stage for D residues: per turn L rows a = L i .. L i + L - 1.
+template <class T, int D>
+void outputStage(const Env4* e, T* y, const T* work) {
+  constexpr int L = kLanes<T>;
+  const T* table = static_cast<const T*>(e->table);
+  const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
+  for (int32_t i = 0; i < e->vectors; ++i, table += 2 * D * L) {
+    CV<T> z[D], terminal[D];
+    const T* rows = work + int64_t{2} * D * L * i;
+    unroll<0, D>([&]<int q>() {
+      constexpr int r = outputTablePair(D, 2 * q) / 2;
+      CV<T> v;
+      for (int l = 0; l < L; ++l) {
+        v.re[l] = rows[2 * D * l + r];
+        v.im[l] = rows[2 * D * l + D + r];
+      }
+      z[r] = twiddle(v, table + 2 * q * L);
+    });
+    fold<T, D>(z, terminal);
+    for (int t = 0; t < D; ++t) {
+      const int64_t k = int64_t{L} * i + s * bitReverse(t, log2Of(D));
+      storeUnaligned(y + k, terminal[t].re);
+      storeUnaligned(y + mirrorBase - k - (L - 1), reversed<T>(terminal[t].im));
+    }
+  }
+}
+
+}  // namespace zsp::dct4::kernel
+
+#endif  // ZSPGEN_DCT4_COMPUTE_H
