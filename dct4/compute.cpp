@@ -54,6 +54,7 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
   const int64_t rows = e->groups;
   for (int64_t a = 0; a < rows; ++a) {
     CV<T> w[D2];
+    #pragma GCC unroll 64
     for (int j = 0; j < D2; ++j) {
       w[j].re = loadAligned(in + 2 * a * inRow + inColumn + j * columns);
       w[j].im = loadAligned(in + (2 * a + 1) * inRow + inColumn + j * columns);
@@ -62,6 +63,7 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
     if constexpr (D2 <= 8) {
       const T* tw = table + a * (D2 - 1) * V;
       x[0] = w[0];
+      #pragma GCC unroll 64
       for (int j = 1; j < D2; ++j) x[j] = twiddle(w[j], tw + (j - 1) * V);
       dft<T, D2>(x);
     } else {
@@ -73,19 +75,25 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
       const T* sectionA = table + (bFirst ? rows * perRowB * L : 0) + a * perRowA * L;
       const T* sectionB = table + (bFirst ? 0 : rows * perRowA * L) + a * perRowB * L;
       CV<T> y[4][R1];
+      #pragma GCC unroll 64
       for (int u = 0; u < 4; ++u) {
         y[u][0] = w[u];
+        #pragma GCC unroll 64
         for (int k = 1; k < R1; ++k) y[u][k] = twiddle(w[u + 4 * k], sectionB + (k - 1) * V);
         dft<T, R1>(y[u]);
       }
+      #pragma GCC unroll 64
       for (int v = 0; v < R1; ++v) {
         CV<T> z[4];
         z[0] = y[0][v];
+        #pragma GCC unroll 64
         for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
         dft<T, 4>(z);
+        #pragma GCC unroll 64
         for (int q = 0; q < 4; ++q) x[v + R1 * q] = z[q];
       }
     }
+    #pragma GCC unroll 64
     for (int c = 0; c < D2; ++c) {
       if (c < D2 / 2) {
         const int64_t row = a + sub * c;

@@ -99,8 +99,11 @@ inline void dft(CV<T>* x) {
     constexpr int Q = M / 4;
     CV<T> part[4][Q > 0 ? Q : 1];
     if constexpr (M % 4 == 0) {
+      #pragma GCC unroll 64
       for (int j = 0; j < Q; ++j)
+        #pragma GCC unroll 64
         for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
+      #pragma GCC unroll 64
       for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
       unroll<0, Q>([&]<int k>() {
         const CV<T> a = part[0][k];
@@ -128,6 +131,7 @@ inline void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
     constexpr int M = S / 4;
     const Vec<T> r2 = splat(cosPi128<T>(32));
     CV<T> p[M], q[M];
+    #pragma GCC unroll 64
     for (int j = 0; j < M; ++j) {
       const Vec<T> g = (u[j + M] - u[j + 3 * M]) * r2;
       const Vec<T> h = (u[j + M] + u[j + 3 * M]) * r2;
@@ -144,6 +148,7 @@ inline void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
       if (index < S / 2) re[index] = v.re, im[index] = v.im;
       else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
     };
+    #pragma GCC unroll 64
     for (int b = 0; b < M; ++b) {
       put(4 * b, p[b]);
       put(4 * b + 1, q[b]);
@@ -158,9 +163,12 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
                        int64_t column) {
   constexpr int L = kLanes<T>;
   Vec<T> u[S], re[S / 2], im[S / 2];
+  #pragma GCC unroll 64
   for (int j = 0; j < S / 2; ++j) u[j] = loadUnaligned(x + offset + j * stride);
+#pragma GCC unroll 64
   for (int j = S / 2; j < S; ++j) u[j] = -reversed<T>(loadUnaligned(x + offset + base - j * stride - (L - 1)));
   oddBody<T, S>(u, re, im);
+  #pragma GCC unroll 64
   for (int a = 0; a < S / 2; ++a) {
     storeAligned(out + 2 * a * rowLength + column, re[a]);
     storeAligned(out + (2 * a + 1) * rowLength + column, im[a]);
@@ -203,6 +211,7 @@ void outputStage(const Env4* e, T* y, const T* work) {
     unroll<0, D>([&]<int q>() {
       constexpr int r = outputTablePair(D, 2 * q) / 2;
       CV<T> v;
+      #pragma GCC unroll 64
       for (int l = 0; l < L; ++l) {
         v.re[l] = rows[2 * D * l + r];
         v.im[l] = rows[2 * D * l + D + r];
@@ -210,6 +219,7 @@ void outputStage(const Env4* e, T* y, const T* work) {
       z[r] = twiddle(v, table + 2 * q * L);
     });
     fold<T, D>(z, terminal);
+    #pragma GCC unroll 64
     for (int t = 0; t < D; ++t) {
       const int64_t k = int64_t{L} * i + s * bitReverse(t, log2Of(D));
       storeUnaligned(y + k, terminal[t].re);
