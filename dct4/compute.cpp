@@ -22,42 +22,52 @@ bool withBodyLength(int32_t tag, F&& f) {
   }
 }
 
+// The recursion runs every batch of L residues of a level together (`batches` of them, each L further on
+// in the input offset and the columns, 2L nearer in the reflection base): the values are those of one
+// batch at a time, but each row of the input and each row of the scratch vectors is then used whole
+// while it is in the cache.
 template <class T>
-zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column);
+zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column,
+                      int32_t batches);
 
 // Sub-transforms of a splitting step: `count` interleaved sequences, each `step` further on in the input
 // and `columnStep` further on in the output rows.
 template <class T>
-zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column) {
+zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column,
+                      int32_t batches) {
+  constexpr int L = kLanes<T>;
   if (e->tag == 7) {
     const auto* next = static_cast<const Env7*>(x3_EnvList_get(e->rules, 0));
     for (int32_t j = 0; j < e->count; ++j)
       env7Compute<T>(next, out, x, offset + int64_t{j} * e->step, base - 2 * int64_t{j} * e->step,
-                     column + int64_t{j} * e->columnStep);
+                     column + int64_t{j} * e->columnStep, batches);
     return zspStsNoErr;
   }
   const bool known = withBodyLength(e->tag, [&]<int S>() {
     for (int32_t j = 0; j < e->count; ++j)
-      inputBatch<T, S>(x, offset + int64_t{j} * e->step, base - 2 * int64_t{j} * e->step, e->stride, out,
-                       e->columns, column + int64_t{j} * e->columnStep);
+      for (int32_t b = 0; b < batches; ++b)
+        inputBatch<T, S>(x, offset + int64_t{j} * e->step + L * b, base - 2 * int64_t{j} * e->step - 2 * L * b,
+                         e->stride, out, e->columns, column + int64_t{j} * e->columnStep + L * b);
   });
   return known ? zspStsNoErr : zspStsPlanErr;
 }
 
 // Combining step of split D2 over rows a' < s'/2: twiddles, then a D2-point DFT across the sub-transforms.
 template <class T, int D2>
-void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn) {
+void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn, int32_t batches) {
   constexpr int L = kLanes<T>;
   constexpr int64_t V = 2 * L;  // samples per cosine-sine pair of vectors
   const T* table = static_cast<const T*>(e->table);
   const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
   const int64_t rows = e->groups;
-  for (int64_t a = 0; a < rows; ++a) {
+  for (int64_t a = 0; a < rows; ++a)
+  for (int32_t b = 0; b < batches; ++b) {
+    const int64_t ic = inColumn + int64_t{L} * b, oc = outColumn + int64_t{L} * b;
     CV<T> w[D2];
     #pragma GCC unroll 64
     for (int j = 0; j < D2; ++j) {
-      w[j].re = loadAligned(in + 2 * a * inRow + inColumn + j * columns);
-      w[j].im = loadAligned(in + (2 * a + 1) * inRow + inColumn + j * columns);
+      w[j].re = loadAligned(in + 2 * a * inRow + ic + j * columns);
+      w[j].im = loadAligned(in + (2 * a + 1) * inRow + ic + j * columns);
     }
     CV<T> x[D2];
     if constexpr (D2 <= 8) {
@@ -97,35 +107,37 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
     for (int c = 0; c < D2; ++c) {
       if (c < D2 / 2) {
         const int64_t row = a + sub * c;
-        storeAligned(out + 2 * row * columns + outColumn, x[c].re);
-        storeAligned(out + (2 * row + 1) * columns + outColumn, x[c].im);
+        storeAligned(out + 2 * row * columns + oc, x[c].re);
+        storeAligned(out + (2 * row + 1) * columns + oc, x[c].im);
       } else {
         const int64_t row = (sub - 1 - a) + sub * (D2 - 1 - c);
-        storeAligned(out + 2 * row * columns + outColumn, x[c].re);
-        storeAligned(out + (2 * row + 1) * columns + outColumn, -x[c].im);
+        storeAligned(out + 2 * row * columns + oc, x[c].re);
+        storeAligned(out + (2 * row + 1) * columns + oc, -x[c].im);
       }
     }
   }
 }
 
 template <class T>
-zspStatus env8Compute(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn) {
+zspStatus env8Compute(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn, int32_t batches) {
   switch (e->tag) {
-    case 1: combine<T, 2>(e, out, in, inColumn, outColumn); return zspStsNoErr;
-    case 2: combine<T, 4>(e, out, in, inColumn, outColumn); return zspStsNoErr;
-    case 3: combine<T, 8>(e, out, in, inColumn, outColumn); return zspStsNoErr;
-    case 4: combine<T, 16>(e, out, in, inColumn, outColumn); return zspStsNoErr;
-    case 5: combine<T, 32>(e, out, in, inColumn, outColumn); return zspStsNoErr;
+    case 1: combine<T, 2>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
+    case 2: combine<T, 4>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
+    case 3: combine<T, 8>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
+    case 4: combine<T, 16>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
+    case 5: combine<T, 32>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
     default: return zspStsPlanErr;
   }
 }
 
 template <class T>
-zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column) {
+zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t base, int64_t column,
+                      int32_t batches) {
   if (e->tag != 1) return zspStsPlanErr;
   T* work = static_cast<T*>(e->work);
-  env9Compute<T>(static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0)), work, x, offset, base, column);
-  return env8Compute<T>(static_cast<const Env8*>(x3_EnvList_get(e->rules, 0)), out, work, column, column);
+  env9Compute<T>(static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0)), work, x, offset, base, column, batches);
+  return env8Compute<T>(static_cast<const Env8*>(x3_EnvList_get(e->rules, 0)), out, work, column, column,
+                        batches);
 }
 
 // Input stage: d/L batches of L residues.
@@ -134,9 +146,7 @@ zspStatus env5Compute(const Env5* e, T* work, const T* x) {
   constexpr int L = kLanes<T>;
   const int64_t foldBase = e->foldBase;
   if (e->tag == 7) {
-    const auto* step = static_cast<const Env7*>(x3_EnvList_get(e->rules, 0));
-    for (int32_t i = 0; i < e->columns; ++i)
-      env7Compute<T>(step, work, x, int64_t{L} * i, foldBase - 2 * int64_t{L} * i, int64_t{L} * i);
+    env7Compute<T>(static_cast<const Env7*>(x3_EnvList_get(e->rules, 0)), work, x, 0, foldBase, 0, e->columns);
     return zspStsNoErr;
   }
   const bool known = withBodyLength(e->tag, [&]<int S>() {

@@ -15,6 +15,9 @@
 
 namespace zsp::dct4::kernel {
 
+// The pieces of a body are inlined into it, so the values of a body stay in registers.
+#define ZSP_DCT4_INLINE __attribute__((always_inline)) inline
+
 template <class T> struct VecOf;
 template <> struct VecOf<float> { typedef float type __attribute__((vector_size(16))); };
 template <> struct VecOf<double> { typedef double type __attribute__((vector_size(16))); };
@@ -27,33 +30,33 @@ struct CV {
 };
 
 template <class T>
-inline Vec<T> splat(T v) {
+ZSP_DCT4_INLINE Vec<T> splat(T v) {
   Vec<T> r = {};
   return r + v;
 }
 
 template <class T>
-inline Vec<T> loadAligned(const T* p) { return *reinterpret_cast<const Vec<T>*>(p); }
+ZSP_DCT4_INLINE Vec<T> loadAligned(const T* p) { return *reinterpret_cast<const Vec<T>*>(p); }
 template <class T>
-inline void storeAligned(T* p, typename VecOf<T>::type v) { *reinterpret_cast<Vec<T>*>(p) = v; }
+ZSP_DCT4_INLINE void storeAligned(T* p, typename VecOf<T>::type v) { *reinterpret_cast<Vec<T>*>(p) = v; }
 template <class T>
-inline Vec<T> loadUnaligned(const T* p) {
+ZSP_DCT4_INLINE Vec<T> loadUnaligned(const T* p) {
   Vec<T> v;
   std::memcpy(&v, p, sizeof v);
   return v;
 }
 template <class T>
-inline void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
+ZSP_DCT4_INLINE void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
 
 template <class T>
-inline Vec<T> reversed(Vec<T> v) {
+ZSP_DCT4_INLINE Vec<T> reversed(Vec<T> v) {
   if constexpr (sizeof(T) == 4) return __builtin_shufflevector(v, v, 3, 2, 1, 0);
   else return __builtin_shufflevector(v, v, 1, 0);
 }
 
 // v times e^(i k pi / 128), with the quarter turns done without products.
 template <class T, int K>
-inline CV<T> rotate(CV<T> v) {
+ZSP_DCT4_INLINE CV<T> rotate(CV<T> v) {
   constexpr int k = ((K % 256) + 256) % 256;
   if constexpr (k == 0) return v;
   else if constexpr (k == 64) return {-v.im, v.re};
@@ -67,18 +70,18 @@ inline CV<T> rotate(CV<T> v) {
 
 // v times (c + i s) from a table.
 template <class T>
-inline CV<T> twiddle(CV<T> v, const T* cosSin) {
+ZSP_DCT4_INLINE CV<T> twiddle(CV<T> v, const T* cosSin) {
   const Vec<T> c = loadAligned(cosSin), s = loadAligned(cosSin + 16 / sizeof(T));
   return {c * v.re - s * v.im, s * v.re + c * v.im};
 }
 
 template <class T>
-inline CV<T> add(CV<T> a, CV<T> b) { return {a.re + b.re, a.im + b.im}; }
+ZSP_DCT4_INLINE CV<T> add(CV<T> a, CV<T> b) { return {a.re + b.re, a.im + b.im}; }
 template <class T>
-inline CV<T> sub(CV<T> a, CV<T> b) { return {a.re - b.re, a.im - b.im}; }
+ZSP_DCT4_INLINE CV<T> sub(CV<T> a, CV<T> b) { return {a.re - b.re, a.im - b.im}; }
 
 template <int I, int End, class F>
-inline void unroll(F&& f) {
+ZSP_DCT4_INLINE void unroll(F&& f) {
   if constexpr (I < End) {
     f.template operator()<I>();
     unroll<I + 1, End>(static_cast<F&&>(f));
@@ -88,7 +91,7 @@ inline void unroll(F&& f) {
 // Complex DFT of M points with positive exponent, in place, natural order in and out: radix 4 where it
 // can, radix 2 for the last factor.
 template <class T, int M>
-inline void dft(CV<T>* x) {
+ZSP_DCT4_INLINE void dft(CV<T>* x) {
   if constexpr (M == 1) {
     return;
   } else if constexpr (M == 2) {
@@ -105,7 +108,7 @@ inline void dft(CV<T>* x) {
         for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
       #pragma GCC unroll 64
       for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
-      unroll<0, Q>([&]<int k>() {
+      unroll<0, Q>([&]<int k>() __attribute__((always_inline)) {
         const CV<T> a = part[0][k];
         const CV<T> b = rotate<T, 256 * k / M>(part[1][k]);
         const CV<T> c = rotate<T, 512 * k / M>(part[2][k]);
@@ -123,7 +126,7 @@ inline void dft(CV<T>* x) {
 
 // Odd-frequency DFT of S real rows u: V(a) = sum_j u_j e^(i pi j (2a+1)/S), a < S/2.
 template <class T, int S>
-inline void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
+ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
   if constexpr (S == 2) {
     re[0] = u[0];
     im[0] = u[1];
@@ -138,13 +141,13 @@ inline void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
       p[j] = {u[j] + g, h + u[j + 2 * M]};
       q[j] = {u[j] - g, h - u[j + 2 * M]};
     }
-    unroll<1, M>([&]<int j>() {
+    unroll<1, M>([&]<int j>() __attribute__((always_inline)) {
       p[j] = rotate<T, 128 * j / S>(p[j]);
       q[j] = rotate<T, 384 * j / S>(q[j]);
     });
     dft<T, M>(p);
     dft<T, M>(q);
-    auto put = [&](int index, CV<T> v) {
+    auto put = [&](int index, CV<T> v) __attribute__((always_inline)) {
       if (index < S / 2) re[index] = v.re, im[index] = v.im;
       else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
     };
@@ -177,12 +180,12 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
 
 // Fold network over M twiddled residues; terminal t holds the pair (y[k], y[mirror of k]).
 template <class T, int M>
-inline void fold(const CV<T>* l, CV<T>* terminal) {
+ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
   if constexpr (M == 1) {
     terminal[0] = l[0];
   } else {
     CV<T> u[M / 2], d[M / 2];
-    unroll<0, M / 2>([&]<int i>() {
+    unroll<0, M / 2>([&]<int i>() __attribute__((always_inline)) {
       const CV<T> a = l[i], b = l[M - 1 - i];
       u[i] = {a.re + b.re, a.im - b.im};
       d[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re - b.re, a.im + b.im});
@@ -208,7 +211,7 @@ void outputStage(const Env4* e, T* y, const T* work) {
   for (int32_t i = 0; i < e->vectors; ++i, table += 2 * D * L) {
     CV<T> z[D], terminal[D];
     const T* rows = work + int64_t{2} * D * L * i;
-    unroll<0, D>([&]<int q>() {
+    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
       constexpr int r = outputTablePair(D, 2 * q) / 2;
       CV<T> v;
       #pragma GCC unroll 64
