@@ -45,9 +45,8 @@ zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t
   }
   const bool known = withBodyLength(e->tag, [&]<int S>() {
     for (int32_t j = 0; j < e->count; ++j)
-      for (int32_t b = 0; b < batches; ++b)
-        inputBatch<T, S>(x, offset + int64_t{j} * e->step + L * b, base - 2 * int64_t{j} * e->step - 2 * L * b,
-                         e->stride, out, e->columns, column + int64_t{j} * e->columnStep + L * b);
+      inputRows<T, S>(x, offset + int64_t{j} * e->step, base - 2 * int64_t{j} * e->step, e->stride, out,
+                      e->columns, column + int64_t{j} * e->columnStep, batches);
   });
   return known ? zspStsNoErr : zspStsPlanErr;
 }
@@ -60,59 +59,61 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
   const T* table = static_cast<const T*>(e->table);
   const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
   const int64_t rows = e->groups;
-  for (int64_t a = 0; a < rows; ++a)
-  for (int32_t b = 0; b < batches; ++b) {
-    const int64_t ic = inColumn + int64_t{L} * b, oc = outColumn + int64_t{L} * b;
-    CV<T> w[D2];
-    #pragma GCC unroll 64
-    for (int j = 0; j < D2; ++j) {
-      w[j].re = loadAligned(in + 2 * a * inRow + ic + j * columns);
-      w[j].im = loadAligned(in + (2 * a + 1) * inRow + ic + j * columns);
-    }
-    CV<T> x[D2];
-    if constexpr (D2 <= 8) {
-      const T* tw = table + a * (D2 - 1) * V;
-      x[0] = w[0];
-      #pragma GCC unroll 64
-      for (int j = 1; j < D2; ++j) x[j] = twiddle(w[j], tw + (j - 1) * V);
-      dft<T, D2>(x);
-    } else {
-      // Two levels: a radix-R1 step over j = u + 4k with the twiddles of 4k, then radix 4 over u with
-      // the twiddles of the first level's outputs u'.
-      constexpr int R1 = D2 / 4;
-      constexpr int64_t perRowA = R1 * 6, perRowB = (R1 - 1) * 2;  // vectors per row a
-      const bool bFirst = sizeof(T) == 8 && D2 == 32;
-      const T* sectionA = table + (bFirst ? rows * perRowB * L : 0) + a * perRowA * L;
-      const T* sectionB = table + (bFirst ? 0 : rows * perRowA * L) + a * perRowB * L;
-      CV<T> y[4][R1];
-      #pragma GCC unroll 64
-      for (int u = 0; u < 4; ++u) {
-        y[u][0] = w[u];
-        #pragma GCC unroll 64
-        for (int k = 1; k < R1; ++k) y[u][k] = twiddle(w[u + 4 * k], sectionB + (k - 1) * V);
-        dft<T, R1>(y[u]);
-      }
-      #pragma GCC unroll 64
-      for (int v = 0; v < R1; ++v) {
-        CV<T> z[4];
-        z[0] = y[0][v];
-        #pragma GCC unroll 64
-        for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
-        dft<T, 4>(z);
-        #pragma GCC unroll 64
-        for (int q = 0; q < 4; ++q) x[v + R1 * q] = z[q];
-      }
-    }
-    #pragma GCC unroll 64
-    for (int c = 0; c < D2; ++c) {
+  for (int64_t a = 0; a < rows; ++a) {
+    const T* inRe = in + 2 * a * inRow + inColumn;
+    const T* inIm = inRe + inRow;
+    // Output c of the DFT: rows below the half as they are, the others conjugated at the mirrored row.
+    auto put = [&](int c, CV<T> v, int64_t column) __attribute__((always_inline)) {
       if (c < D2 / 2) {
         const int64_t row = a + sub * c;
-        storeAligned(out + 2 * row * columns + oc, x[c].re);
-        storeAligned(out + (2 * row + 1) * columns + oc, x[c].im);
+        storeAligned(out + 2 * row * columns + column, v.re);
+        storeAligned(out + (2 * row + 1) * columns + column, v.im);
       } else {
         const int64_t row = (sub - 1 - a) + sub * (D2 - 1 - c);
-        storeAligned(out + 2 * row * columns + oc, x[c].re);
-        storeAligned(out + (2 * row + 1) * columns + oc, -x[c].im);
+        storeAligned(out + 2 * row * columns + column, v.re);
+        storeAligned(out + (2 * row + 1) * columns + column, -v.im);
+      }
+    };
+    auto load = [&](int j, int64_t offset) __attribute__((always_inline)) {
+      return CV<T>{loadAligned(inRe + offset + j * columns), loadAligned(inIm + offset + j * columns)};
+    };
+    for (int32_t b = 0; b < batches; ++b) {
+      const int64_t offset = int64_t{L} * b, column = outColumn + offset;
+      if constexpr (D2 <= 8) {
+        const T* tw = table + a * (D2 - 1) * V;
+        CV<T> x[D2];
+        x[0] = load(0, offset);
+#pragma GCC unroll 64
+        for (int j = 1; j < D2; ++j) x[j] = twiddle(load(j, offset), tw + (j - 1) * V);
+        dft<T, D2>(x);
+#pragma GCC unroll 64
+        for (int c = 0; c < D2; ++c) put(c, x[c], column);
+      } else {
+        // Two levels: a radix-R1 step over j = u + 4k with the twiddles of 4k, then radix 4 over u with
+        // the twiddles of the first level's outputs v.
+        constexpr int R1 = D2 / 4;
+        constexpr int64_t perRowA = R1 * 6, perRowB = (R1 - 1) * 2;  // vectors per row a
+        constexpr bool bFirst = sizeof(T) == 8 && D2 == 32;
+        const T* sectionA = table + (bFirst ? rows * perRowB * L : 0) + a * perRowA * L;
+        const T* sectionB = table + (bFirst ? 0 : rows * perRowA * L) + a * perRowB * L;
+        CV<T> y[4][R1];
+#pragma GCC unroll 64
+        for (int u = 0; u < 4; ++u) {
+          y[u][0] = load(u, offset);
+#pragma GCC unroll 64
+          for (int k = 1; k < R1; ++k) y[u][k] = twiddle(load(u + 4 * k, offset), sectionB + (k - 1) * V);
+          dft<T, R1>(y[u]);
+        }
+#pragma GCC unroll 64
+        for (int v = 0; v < R1; ++v) {
+          CV<T> z[4];
+          z[0] = y[0][v];
+#pragma GCC unroll 64
+          for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
+          dft<T, 4>(z);
+#pragma GCC unroll 64
+          for (int q = 0; q < 4; ++q) put(v + R1 * q, z[q], column);
+        }
       }
     }
   }

@@ -159,22 +159,59 @@ ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
   }
 }
 
-// One batch of L residues: read S rows of the mirrored input, run the body, store S/2 complex rows.
-// Row j of lane l is x[offset + l + j stride] for j < S/2 and -x[offset + base - l - j stride] after.
+// One batch of L residues read straight from x: S rows of the mirrored input, the body, S/2 complex rows
+// stored at the batch's columns. Row j of lane l is x[offset + l + j stride] for j < S/2 and
+// -x[offset + base - l - j stride] after.
 template <class T, int S>
 inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
                        int64_t column) {
   constexpr int L = kLanes<T>;
   Vec<T> u[S], re[S / 2], im[S / 2];
-  #pragma GCC unroll 64
+#pragma GCC unroll 64
   for (int j = 0; j < S / 2; ++j) u[j] = loadUnaligned(x + offset + j * stride);
 #pragma GCC unroll 64
   for (int j = S / 2; j < S; ++j) u[j] = -reversed<T>(loadUnaligned(x + offset + base - j * stride - (L - 1)));
   oddBody<T, S>(u, re, im);
-  #pragma GCC unroll 64
+#pragma GCC unroll 64
   for (int a = 0; a < S / 2; ++a) {
     storeAligned(out + 2 * a * rowLength + column, re[a]);
     storeAligned(out + (2 * a + 1) * rowLength + column, im[a]);
+  }
+}
+
+// Every batch of L residues that shares the same S rows: the rows of all of them (at most 32 residues, the
+// largest block) are first copied into one contiguous block, the mirrored rows reversed and negated, so
+// that the bodies read aligned vectors from a block that stays in the cache whatever the input stride.
+// Row j of residue r is x[offset + r + j stride] for j < S/2 and -x[offset + base - r - j stride] after;
+// each body stores S/2 complex rows at its own L columns.
+constexpr int kMaxResidues = 32;
+
+template <class T, int S>
+void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
+               int64_t column, int32_t batches) {
+  constexpr int L = kLanes<T>;
+  alignas(16) T rows[S * kMaxResidues];
+  const int64_t residues = int64_t{L} * batches;
+  for (int j = 0; j < S / 2; ++j) {
+    const T* from = x + offset + j * stride;
+    for (int64_t r = 0; r < residues; r += L) storeAligned(rows + j * residues + r, loadUnaligned(from + r));
+  }
+  for (int j = S / 2; j < S; ++j) {
+    const T* from = x + offset + base - j * stride - (L - 1);
+    for (int64_t r = 0; r < residues; r += L)
+      storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
+  }
+  for (int32_t b = 0; b < batches; ++b) {
+    Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+    for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
+    oddBody<T, S>(u, re, im);
+    T* to = out + column + L * b;
+#pragma GCC unroll 64
+    for (int a = 0; a < S / 2; ++a) {
+      storeAligned(to + 2 * a * rowLength, re[a]);
+      storeAligned(to + (2 * a + 1) * rowLength, im[a]);
+    }
   }
 }
 
