@@ -52,42 +52,42 @@ zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t
 }
 
 // Combining step of split D2 over rows a' < s'/2: twiddles, then a D2-point DFT across the sub-transforms.
+// The rows a combining step reads for one a' (and those it writes) lie a power of two apart, so they would
+// all compete for the same few cache sets; each row's run of residues is therefore copied into a
+// contiguous block first, all batches work on the blocks, and the results go out row by row.
 template <class T, int D2>
 void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn, int32_t batches) {
   constexpr int L = kLanes<T>;
   constexpr int64_t V = 2 * L;  // samples per cosine-sine pair of vectors
+  constexpr int64_t R = kMaxResidues;
+  alignas(16) T staged[2][D2][R];   // [re/im][j][residue]
+  alignas(16) T results[D2][2][R];  // [c][re/im][residue]
   const T* table = static_cast<const T*>(e->table);
   const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
-  const int64_t rows = e->groups;
+  const int64_t rows = e->groups, residues = int64_t{L} * batches;
   for (int64_t a = 0; a < rows; ++a) {
     const T* inRe = in + 2 * a * inRow + inColumn;
-    const T* inIm = inRe + inRow;
-    // Output c of the DFT: rows below the half as they are, the others conjugated at the mirrored row.
-    auto put = [&](int c, CV<T> v, int64_t column) __attribute__((always_inline)) {
-      if (c < D2 / 2) {
-        const int64_t row = a + sub * c;
-        storeAligned(out + 2 * row * columns + column, v.re);
-        storeAligned(out + (2 * row + 1) * columns + column, v.im);
-      } else {
-        const int64_t row = (sub - 1 - a) + sub * (D2 - 1 - c);
-        storeAligned(out + 2 * row * columns + column, v.re);
-        storeAligned(out + (2 * row + 1) * columns + column, -v.im);
-      }
+    for (int part = 0; part < 2; ++part)
+      for (int j = 0; j < D2; ++j)
+        for (int64_t r = 0; r < residues; r += L)
+          storeAligned(&staged[part][j][r], loadAligned(inRe + part * inRow + j * columns + r));
+    auto put = [&](int c, CV<T> v, int64_t r) __attribute__((always_inline)) {
+      storeAligned(&results[c][0][r], v.re);
+      storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
     };
-    auto load = [&](int j, int64_t offset) __attribute__((always_inline)) {
-      return CV<T>{loadAligned(inRe + offset + j * columns), loadAligned(inIm + offset + j * columns)};
+    auto load = [&](int j, int64_t r) __attribute__((always_inline)) {
+      return CV<T>{loadAligned(&staged[0][j][r]), loadAligned(&staged[1][j][r])};
     };
-    for (int32_t b = 0; b < batches; ++b) {
-      const int64_t offset = int64_t{L} * b, column = outColumn + offset;
+    for (int64_t r = 0; r < residues; r += L) {
       if constexpr (D2 <= 8) {
         const T* tw = table + a * (D2 - 1) * V;
         CV<T> x[D2];
-        x[0] = load(0, offset);
+        x[0] = load(0, r);
 #pragma GCC unroll 64
-        for (int j = 1; j < D2; ++j) x[j] = twiddle(load(j, offset), tw + (j - 1) * V);
+        for (int j = 1; j < D2; ++j) x[j] = twiddle(load(j, r), tw + (j - 1) * V);
         dft<T, D2>(x);
 #pragma GCC unroll 64
-        for (int c = 0; c < D2; ++c) put(c, x[c], column);
+        for (int c = 0; c < D2; ++c) put(c, x[c], r);
       } else {
         // Two levels: a radix-R1 step over j = u + 4k with the twiddles of 4k, then radix 4 over u with
         // the twiddles of the first level's outputs v.
@@ -99,9 +99,9 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
         CV<T> y[4][R1];
 #pragma GCC unroll 64
         for (int u = 0; u < 4; ++u) {
-          y[u][0] = load(u, offset);
+          y[u][0] = load(u, r);
 #pragma GCC unroll 64
-          for (int k = 1; k < R1; ++k) y[u][k] = twiddle(load(u + 4 * k, offset), sectionB + (k - 1) * V);
+          for (int k = 1; k < R1; ++k) y[u][k] = twiddle(load(u + 4 * k, r), sectionB + (k - 1) * V);
           dft<T, R1>(y[u]);
         }
 #pragma GCC unroll 64
@@ -112,9 +112,18 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
           for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
           dft<T, 4>(z);
 #pragma GCC unroll 64
-          for (int q = 0; q < 4; ++q) put(v + R1 * q, z[q], column);
+          for (int q = 0; q < 4; ++q) put(v + R1 * q, z[q], r);
         }
       }
+    }
+    // Output c below the half goes to row a + s' c as it is, the others conjugated (above) to the
+    // mirrored row.
+    for (int c = 0; c < D2; ++c) {
+      const int64_t row = c < D2 / 2 ? a + sub * c : (sub - 1 - a) + sub * (D2 - 1 - c);
+      T* toRe = out + 2 * row * columns + outColumn;
+      for (int part = 0; part < 2; ++part)
+        for (int64_t r = 0; r < residues; r += L)
+          storeAligned(toRe + part * columns + r, loadAligned(&results[c][part][r]));
     }
   }
 }
