@@ -239,31 +239,68 @@ constexpr int bitReverse(int t, int bits) {
 }
 constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
 
-// Output stage for D residues: per turn L rows a = L i .. L i + L - 1.
+// One turn of the output stage: the L rows a = L i .. L i + L - 1 of all D residues, twiddled and folded;
+// terminal t holds the pairs of the outputs k = L i + s c, c the bit reversal of t.
+template <class T, int D>
+ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) {
+  constexpr int L = kLanes<T>;
+  CV<T> z[D];
+  unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
+    constexpr int r = outputTablePair(D, 2 * q) / 2;
+    CV<T> v;
+#pragma GCC unroll 4
+    for (int l = 0; l < L; ++l) {
+      v.re[l] = rows[2 * D * l + r];
+      v.im[l] = rows[2 * D * l + D + r];
+    }
+    z[r] = twiddle(v, table + 2 * q * L);
+  });
+  fold<T, D>(z, terminal);
+}
+
+// Output stage for D residues, one turn of L rows at a time, each turn's samples stored where they go.
 template <class T, int D>
 void outputStage(const Env4* e, T* y, const T* work) {
   constexpr int L = kLanes<T>;
   const T* table = static_cast<const T*>(e->table);
   const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
   for (int32_t i = 0; i < e->vectors; ++i, table += 2 * D * L) {
-    CV<T> z[D], terminal[D];
-    const T* rows = work + int64_t{2} * D * L * i;
-    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
-      constexpr int r = outputTablePair(D, 2 * q) / 2;
-      CV<T> v;
-      #pragma GCC unroll 64
-      for (int l = 0; l < L; ++l) {
-        v.re[l] = rows[2 * D * l + r];
-        v.im[l] = rows[2 * D * l + D + r];
-      }
-      z[r] = twiddle(v, table + 2 * q * L);
-    });
-    fold<T, D>(z, terminal);
-    #pragma GCC unroll 64
+    CV<T> terminal[D];
+    outputTurn<T, D>(table, work + int64_t{2} * D * L * i, terminal);
+#pragma GCC unroll 64
     for (int t = 0; t < D; ++t) {
       const int64_t k = int64_t{L} * i + s * bitReverse(t, log2Of(D));
       storeUnaligned(y + k, terminal[t].re);
       storeUnaligned(y + mirrorBase - k - (L - 1), reversed<T>(terminal[t].im));
+    }
+  }
+}
+
+// The same for long transforms, whose 2D places per turn lie a power of two apart and would compete for
+// the same cache sets: G turns are gathered first, so each place receives one run of G L samples.
+template <class T, int D>
+void outputStageGathered(const Env4* e, T* y, const T* work) {
+  constexpr int L = kLanes<T>;
+  constexpr int G = 4;
+  const T* table = static_cast<const T*>(e->table);
+  const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
+  alignas(16) T staged[D][2][G * L];
+  for (int32_t i0 = 0; i0 < e->vectors; i0 += G) {
+    for (int g = 0; g < G; ++g, table += 2 * D * L) {
+      CV<T> terminal[D];
+      outputTurn<T, D>(table, work + int64_t{2} * D * L * (i0 + g), terminal);
+#pragma GCC unroll 64
+      for (int t = 0; t < D; ++t) {
+        storeAligned(&staged[t][0][g * L], terminal[t].re);
+        storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
+      }
+    }
+    for (int t = 0; t < D; ++t) {
+      const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
+      for (int p = 0; p < G * L; p += L) {
+        storeUnaligned(y + k + p, loadAligned(&staged[t][0][p]));
+        storeUnaligned(y + mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
+      }
     }
   }
 }
