@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <utility>
+#include <vector>
 
 #include "dct4/records.h"
 #include "dct4_api.h"
@@ -164,6 +167,22 @@ TYPED_TEST(PlanTree, TablesStartWithTheirFirstTwiddles) {
     const T lam = T(1) / T(64);
     // The two sections of the widest combining step change places between the precisions.
     EXPECT_EQ(table[0], cosPi<T>(lam * (sizeof(T) == 4 ? T(1) / T(16) : T(1) / T(4))));
+  }
+}
+
+// The size query pays a list node for every addition, the planner only for the second and later ones, so
+// the arena stops short of the reported size by exactly that slack.
+TEST(PlanTreeArena, PlanningEndsWhereTheAccountingSaysLessItsSlack) {
+  for (auto [n, reached] : {std::pair{64, 1600}, {4096, 52672}}) {
+    Zsp32s size = 0;
+    ASSERT_EQ(zspgDCT4GetSize_32f(n, &size), zspStsNoErr);
+    std::vector<uint8_t> memory(static_cast<size_t>(size) + 32);
+    uint8_t* buffer = memory.data() + (32 - reinterpret_cast<uintptr_t>(memory.data()) % 32) % 32;
+    DCT4Spec* spec = nullptr;
+    ASSERT_EQ(zspgDCT4Init_32f(&spec, n, buffer), zspStsNoErr);
+    uint8_t* cursor;
+    std::memcpy(&cursor, buffer, sizeof cursor);
+    EXPECT_EQ(cursor - buffer, reached) << n;
   }
 }
 
