@@ -64,9 +64,11 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
   alignas(16) T results[D2][2][R];  // [c][re/im][residue]
   const T* table = static_cast<const T*>(e->table);
   const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
-  const int64_t rows = e->groups, residues = int64_t{L} * batches;
-  for (int64_t a = 0; a < rows; ++a) {
-    const T* inRe = in + 2 * a * inRow + inColumn;
+  const int64_t rows = e->groups, allResidues = int64_t{L} * batches;
+  for (int64_t a = 0; a < rows; ++a)
+  for (int64_t first = 0; first < allResidues; first += R) {  // runs of at most R residues
+    const int64_t residues = allResidues - first < R ? allResidues - first : R;
+    const T* inRe = in + 2 * a * inRow + inColumn + first;
     for (int part = 0; part < 2; ++part)
       for (int j = 0; j < D2; ++j)
         for (int64_t r = 0; r < residues; r += L)
@@ -120,7 +122,7 @@ void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outCo
     // mirrored row.
     for (int c = 0; c < D2; ++c) {
       const int64_t row = c < D2 / 2 ? a + sub * c : (sub - 1 - a) + sub * (D2 - 1 - c);
-      T* toRe = out + 2 * row * columns + outColumn;
+      T* toRe = out + 2 * row * columns + outColumn + first;
       for (int part = 0; part < 2; ++part)
         for (int64_t r = 0; r < residues; r += L)
           storeAligned(toRe + part * columns + r, loadAligned(&results[c][part][r]));
@@ -150,13 +152,59 @@ zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t
                         batches);
 }
 
+// The chain of splitting steps level by level instead of depth first, with the same values: first every
+// sub-transform body of the deepest level, the outermost level's sub-transforms innermost so that
+// neighbouring bodies read neighbouring input; then each level's combining step over all of its columns at
+// once, deepest first. The scratch of each level holds the results of all its contexts side by side, so
+// nothing is overwritten before it is used. A chain with a damaged node is left to the depth-first walk.
+template <class T>
+bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_t batches) {
+  constexpr int L = kLanes<T>;
+  constexpr int kMaxLevels = 8;
+  const Env7* level[kMaxLevels];
+  const Env9* subs[kMaxLevels];
+  int levels = 0;
+  for (const Env7* e = top; e != nullptr; ++levels) {
+    if (levels == kMaxLevels || e->tag != 1) return false;
+    level[levels] = e;
+    subs[levels] = static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0));
+    const auto* combineStep = static_cast<const Env8*>(x3_EnvList_get(e->rules, 0));
+    if (combineStep->tag < 1 || combineStep->tag > 5) return false;
+    e = subs[levels]->tag == 7 ? static_cast<const Env7*>(x3_EnvList_get(subs[levels]->rules, 0)) : nullptr;
+  }
+  const Env9* leaf = subs[levels - 1];
+  T* leafWork = static_cast<T*>(level[levels - 1]->work);
+  int32_t total = 1;
+  for (int i = 0; i < levels; ++i) total *= subs[i]->count;
+  const bool known = withBodyLength(leaf->tag, [&]<int S>() {
+    for (int32_t t = 0; t < total; ++t) {
+      int64_t offset = 0, column = 0;
+      for (int i = 0, rest = t; i < levels; rest /= subs[i]->count, ++i) {
+        const int32_t j = rest % subs[i]->count;
+        offset += int64_t{j} * subs[i]->step;
+        column += int64_t{j} * subs[i]->columnStep;
+      }
+      inputRows<T, S>(x, offset, foldBase - 2 * offset, leaf->stride, leafWork, leaf->columns, column, batches);
+    }
+  });
+  if (!known) return false;
+  for (int i = levels - 1; i >= 0; --i) {
+    T* out = i == 0 ? work : static_cast<T*>(level[i - 1]->work);
+    env8Compute<T>(static_cast<const Env8*>(x3_EnvList_get(level[i]->rules, 0)), out,
+                   static_cast<const T*>(level[i]->work), 0, 0, level[i]->columns / L);
+  }
+  return true;
+}
+
 // Input stage: d/L batches of L residues.
 template <class T>
 zspStatus env5Compute(const Env5* e, T* work, const T* x) {
   constexpr int L = kLanes<T>;
   const int64_t foldBase = e->foldBase;
   if (e->tag == 7) {
-    env7Compute<T>(static_cast<const Env7*>(x3_EnvList_get(e->rules, 0)), work, x, 0, foldBase, 0, e->columns);
+    const auto* step = static_cast<const Env7*>(x3_EnvList_get(e->rules, 0));
+    if (!levelByLevel<T>(step, work, x, foldBase, e->columns))
+      env7Compute<T>(step, work, x, 0, foldBase, 0, e->columns);
     return zspStsNoErr;
   }
   const bool known = withBodyLength(e->tag, [&]<int S>() {
