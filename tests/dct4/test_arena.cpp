@@ -6,7 +6,6 @@
 
 #include "dct4/arena.h"
 #include "dct4/divisors.h"
-#include "dct4/plan_size.h"
 
 namespace {
 
@@ -103,14 +102,6 @@ TEST(BlockLadder, LargeArgumentsGetLargeBlocks) {
     EXPECT_EQ(x3_divisorsIntNonTriv(&d, n), zspStsSizeErr) << n;
     EXPECT_EQ(d, -1);
   }
-}
-
-TEST(DCT4Size, SubtreeOfTheRecursionMatchesItsClosedForm) {
-  // One splitting level over 64-point bodies: 800 bytes of records plus scratch and the combining table.
-  EXPECT_EQ(x3_owngDCT4_32fx1_env5_mem(64, 2048, 4095, 64, 8, 2048, 32), 160);
-  EXPECT_EQ(x3_owngDCT4_32fx1_env5_mem(128, 4096, 8191, 64, 8, 4096, 32),
-            224 + 160 + 416 + 4 * 4096 + 14 * 8 * 16 + 160);
-  EXPECT_EQ(x3_owngDCT4_64fx1_env9_mem(6, 0, 0, 0, 0, 0, 4096, 0), zspStsSizeErr);
 }
 
 }  // namespace

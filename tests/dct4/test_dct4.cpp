@@ -216,6 +216,27 @@ TYPED_TEST(Dct4Family, StatusesComeInTheirOrderAndNothingIsWrittenOnError) {
   EXPECT_NE(y, std::vector<T>(64, T(7)));
 }
 
+// A damaged node inside the splitting chain writes nothing, so the stages after it see the previous
+// transform's scratch: the call succeeds and repeats the previous output.
+TYPED_TEST(Dct4Family, ADamagedSplittingNodeLeavesItsStageUnwritten) {
+  using T = TypeParam;
+  const int n = 4096;
+  State<T> state(n);
+  auto* step = element<rec::Env7>(element<rec::Env5>(element<rec::Env3>(state.root()->inputStage, 0)->rules, 0)->rules, 0);
+  auto* combine = element<rec::Env8>(step->rules, 0);
+  auto* subs = element<rec::Env9>(step->rules2, 0);
+  const std::vector<T> x1 = randomSamples<T>(n, 1), x2 = randomSamples<T>(n, 2);
+  for (int32_t* tag : {&step->tag, &combine->tag, &subs->tag}) {
+    std::vector<T> y1(n), y2(n);
+    Dct4<T>::transform(x1.data(), y1.data(), state.spec);
+    const int32_t kept = *tag;
+    *tag = 0;
+    EXPECT_EQ(Dct4<T>::transform(x2.data(), y2.data(), state.spec), zspStsNoErr);
+    EXPECT_EQ(y1, y2);
+    *tag = kept;
+  }
+}
+
 TYPED_TEST(Dct4Family, AllocationGoesThroughTheCoreServicesOnceAndComesBack) {
   using T = TypeParam;
   zsp::test::resetAllocCounts();
