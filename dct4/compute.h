@@ -102,11 +102,11 @@ ZSP_DCT4_INLINE void dft(CV<T>* x) {
     constexpr int Q = M / 4;
     CV<T> part[4][Q > 0 ? Q : 1];
     if constexpr (M % 4 == 0) {
-      #pragma GCC unroll 64
+#pragma GCC unroll 64
       for (int j = 0; j < Q; ++j)
-        #pragma GCC unroll 64
+  #pragma GCC unroll 64
         for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
-      #pragma GCC unroll 64
+#pragma GCC unroll 64
       for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
       unroll<0, Q>([&]<int k>() __attribute__((always_inline)) {
         const CV<T> a = part[0][k];
@@ -134,7 +134,7 @@ ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
     constexpr int M = S / 4;
     const Vec<T> r2 = splat(cosPi128<T>(32));
     CV<T> p[M], q[M];
-    #pragma GCC unroll 64
+#pragma GCC unroll 64
     for (int j = 0; j < M; ++j) {
       const Vec<T> g = (u[j + M] - u[j + 3 * M]) * r2;
       const Vec<T> h = (u[j + M] + u[j + 3 * M]) * r2;
@@ -145,17 +145,17 @@ ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
       p[j] = rotate<T, 128 * j / S>(p[j]);
       q[j] = rotate<T, 384 * j / S>(q[j]);
     });
-    dft<T, M>(p);
-    dft<T, M>(q);
     auto put = [&](int index, CV<T> v) __attribute__((always_inline)) {
       if (index < S / 2) re[index] = v.re, im[index] = v.im;
       else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
     };
-    #pragma GCC unroll 64
-    for (int b = 0; b < M; ++b) {
-      put(4 * b, p[b]);
-      put(4 * b + 1, q[b]);
-    }
+    // One chain after the other, so that only one of them is held in registers at a time.
+    dft<T, M>(p);
+#pragma GCC unroll 64
+    for (int b = 0; b < M; ++b) put(4 * b, p[b]);
+    dft<T, M>(q);
+#pragma GCC unroll 64
+    for (int b = 0; b < M; ++b) put(4 * b + 1, q[b]);
   }
 }
 

@@ -43,7 +43,10 @@ template <class T> void delEnv8(void* self);
 template <class T> zspStatus planEnv4(void* self);
 template <class T> zspStatus planEnv7(void* self);
 template <class T> zspStatus planEnv8(void* self);
-template <class T> zspStatus planNothing(void*) { return zspStsNoErr; }
+template <class T> zspStatus planEnv2(void* self);
+template <class T> zspStatus planEnv3(void* self);
+template <class T> zspStatus planInputBody(void* self);
+template <class T> zspStatus planEnv9(void* self);
 
 // env2, env3, env5 and env9 own no arrays: lookup list `rules`, then `children`.
 template <class T>
@@ -95,7 +98,8 @@ int32_t outputTagOfBlock(int32_t d) {
   }
 }
 
-extern "C" int32_t chooseCombineRule(int32_t split, int32_t, int32_t, int32_t, int32_t, int32_t) {
+// Tag of a combining step by its split; the planner hands over the step's other fields too, unused.
+int32_t chooseCombineRule(int32_t split, int32_t, int32_t, int32_t, int32_t, int32_t) {
   switch (split) {
     case 2: return 1;
     case 4: return 2;
@@ -177,7 +181,7 @@ zspStatus planEnv7(void* self) {
   if (planEnv8<T>(combine) != zspStsNoErr) return zspStsSizeErr;
 
   Env9* subs = take<Env9>(arena, kEnv9Bytes);
-  setHeader(subs, delEnv9<T>, kEnv9Bytes, planNothing<T>, arena);
+  setHeader(subs, delEnv9<T>, kEnv9Bytes, planEnv9<T>, arena);
   subs->table = nullptr;
   subs->tag = 0;
   subs->subLength = sub;
@@ -190,20 +194,95 @@ zspStatus planEnv7(void* self) {
   subs->rules = newListHead(arena);
   subs->children = newListHead(arena);
   x3_EnvList_add(e->rules2, x3_EnvList_add(e->children, subs));
-
-  subs->tag = bodyTagOfLength(sub);
-  if (subs->tag == 7) {
-    Env7* deeper = newEnv7<T>(arena, sub, e->length, subs->stride, subs->columns);
-    x3_EnvList_add(subs->rules, x3_EnvList_add(subs->children, deeper));
-    if (planEnv7<T>(deeper) != zspStsNoErr) return zspStsSizeErr;
-  }
+  if (planEnv9<T>(subs) != zspStsNoErr) return zspStsSizeErr;
   e->work = take<T>(arena, static_cast<int32_t>(int64_t{kSampleBytes<T>} * e->length));
   return zspStsNoErr;
 }
 
+// Output stage holder: the frequencies must split into whole vectors; then the output stage proper with
+// its function object and its twiddle table.
+template <class T>
+zspStatus planEnv2(void* self) {
+  constexpr int32_t L = kLanes<T>;
+  auto* out = static_cast<Env2*>(self);
+  Arena arena = out->h.arena;
+  if (out->groups % L != 0) return zspStsSizeErr;
+  out->tag = 1;
+  const int32_t n = out->length, d = out->block;
+  Env4* twiddle = take<Env4>(arena, kEnv4Bytes);
+  FSplit* split = take<FSplit>(arena, kFSplitBytes);
+  makeFSplit<T>(split, arena, n, d, static_cast<FCompose*>(out->f));
+  x3_EnvList_add(out->children, split);
+  setHeader(twiddle, delEnv4<T>, kEnv4Bytes, planEnv4<T>, arena);
+  twiddle->table = nullptr;
+  twiddle->tag = 0;
+  twiddle->block = d;
+  twiddle->length = twiddle->length2 = n;
+  twiddle->rowLength = 2 * d;
+  twiddle->groupStride = 2 * d * L;
+  twiddle->vectors = out->groups / L;
+  twiddle->foldBase = out->foldBase;
+  twiddle->subLength = out->subLength;
+  twiddle->f = split;
+  twiddle->children = newListHead(arena);
+  x3_EnvList_add(out->rules, x3_EnvList_add(out->children, twiddle));
+  return planEnv4<T>(twiddle);
+}
+
+// The input stage's holder and the input stage proper share a layout; `columns` is d in the holder and
+// the d/L batches of residues in the stage.
+template <class T>
+void fillInputNode(Env3* e, Arena arena, int32_t n, int32_t d, int32_t columns, zspStatus (*plan)(void*)) {
+  setHeader(e, delHolder<T>, kEnv3Bytes, plan, arena);
+  e->table = nullptr;
+  e->tag = 0;
+  e->subLength = n / d;
+  e->length = e->length2 = n;
+  e->foldBase = static_cast<int32_t>(2 * static_cast<uint32_t>(n) - 1);
+  e->stride = 2 * d;
+  e->columns = columns;
+  e->block = d;
+  e->rules = newListHead(arena);
+  e->children = newListHead(arena);
+}
+
+// Input stage holder: the residues must split into whole vectors; then the input stage proper.
+template <class T>
+zspStatus planEnv3(void* self) {
+  constexpr int32_t L = kLanes<T>;
+  auto* in = static_cast<Env3*>(self);
+  if (in->block % L != 0) return zspStsSizeErr;
+  in->tag = 1;
+  Env5* body = take<Env5>(in->h.arena, kEnv5Bytes);
+  fillInputNode<T>(body, in->h.arena, in->length, in->block, in->block / L, planInputBody<T>);
+  x3_EnvList_add(in->rules, x3_EnvList_add(in->children, body));
+  return planInputBody<T>(body);
+}
+
+// Input stage proper: a straight body for up to 64 points, else the first splitting step.
+template <class T>
+zspStatus planInputBody(void* self) {
+  auto* body = static_cast<Env5*>(self);
+  body->tag = bodyTagOfLength(body->subLength);
+  if (body->tag != 7) return zspStsNoErr;
+  Env7* step = newEnv7<T>(body->h.arena, body->subLength, body->length, body->stride, body->block);
+  x3_EnvList_add(body->rules, x3_EnvList_add(body->children, step));
+  return planEnv7<T>(step);
+}
+
+// Sub-transforms of a splitting step: a straight body, or one more splitting step.
+template <class T>
+zspStatus planEnv9(void* self) {
+  auto* subs = static_cast<Env9*>(self);
+  subs->tag = bodyTagOfLength(subs->subLength);
+  if (subs->tag != 7) return zspStsNoErr;
+  Env7* deeper = newEnv7<T>(subs->h.arena, subs->subLength, subs->length, subs->stride, subs->columns);
+  x3_EnvList_add(subs->rules, x3_EnvList_add(subs->children, deeper));
+  return planEnv7<T>(deeper);
+}
+
 template <class T>
 zspStatus planRoot(Env1* root) {
-  constexpr int32_t L = kLanes<T>;
   Arena arena = root->h.arena;
   const int32_t n = root->length;
   root->rule = ruleOfLength(n);
@@ -221,7 +300,7 @@ zspStatus planRoot(Env1* root) {
   FCompose* compose = take<FCompose>(arena, kFComposeBytes);
   makeFCompose<T>(compose, arena, n, d);
   x3_EnvList_add(root->children, compose);
-  setHeader(out, delEnv2<T>, kEnv2Bytes, planNothing<T>, arena);
+  setHeader(out, delEnv2<T>, kEnv2Bytes, planEnv2<T>, arena);
   out->table = nullptr;
   out->tag = 0;
   out->block = d;
@@ -234,55 +313,13 @@ zspStatus planRoot(Env1* root) {
   out->rules = newListHead(arena);
   out->children = newListHead(arena);
   x3_EnvList_add(root->outputStage, x3_EnvList_add(root->children, out));
-  if (out->groups % L != 0) return zspStsSizeErr;
-  out->tag = 1;
-  Env4* twiddle = take<Env4>(arena, kEnv4Bytes);
-  FSplit* split = take<FSplit>(arena, kFSplitBytes);
-  makeFSplit<T>(split, arena, n, d, compose);
-  x3_EnvList_add(out->children, split);
-  setHeader(twiddle, delEnv4<T>, kEnv4Bytes, planEnv4<T>, arena);
-  twiddle->table = nullptr;
-  twiddle->tag = 0;
-  twiddle->block = d;
-  twiddle->length = twiddle->length2 = n;
-  twiddle->rowLength = 2 * d;
-  twiddle->groupStride = 2 * d * L;
-  twiddle->vectors = out->groups / L;
-  twiddle->foldBase = foldBase;
-  twiddle->subLength = n / d;
-  twiddle->f = split;
-  twiddle->children = newListHead(arena);
-  x3_EnvList_add(out->rules, x3_EnvList_add(out->children, twiddle));
-  if (planEnv4<T>(twiddle) != zspStsNoErr) return zspStsSizeErr;
+  if (planEnv2<T>(out) != zspStsNoErr) return zspStsSizeErr;
 
   // Input stage.
-  auto fillInput = [&](Env3* e, int32_t columns) {
-    setHeader(e, delHolder<T>, kEnv3Bytes, planNothing<T>, arena);
-    e->table = nullptr;
-    e->tag = 0;
-    e->subLength = n / d;
-    e->length = e->length2 = n;
-    e->foldBase = foldBase;
-    e->stride = 2 * d;
-    e->columns = columns;
-    e->block = d;
-    e->rules = newListHead(arena);
-    e->children = newListHead(arena);
-  };
   Env3* in = take<Env3>(arena, kEnv3Bytes);
-  fillInput(in, d);
+  fillInputNode<T>(in, arena, n, d, d, planEnv3<T>);
   x3_EnvList_add(root->inputStage, x3_EnvList_add(root->children, in));
-  if (d % L != 0) return zspStsSizeErr;
-  in->tag = 1;
-  Env5* body = take<Env5>(arena, kEnv5Bytes);
-  fillInput(body, d / L);
-  x3_EnvList_add(in->rules, x3_EnvList_add(in->children, body));
-  body->tag = bodyTagOfLength(n / d);
-  if (body->tag == 7) {
-    Env7* step = newEnv7<T>(arena, n / d, n, 2 * d, d);
-    x3_EnvList_add(body->rules, x3_EnvList_add(body->children, step));
-    if (planEnv7<T>(step) != zspStsNoErr) return zspStsSizeErr;
-  }
+  if (planEnv3<T>(in) != zspStsNoErr) return zspStsSizeErr;
   root->work = take<T>(arena, static_cast<int32_t>(int64_t{kSampleBytes<T>} * n));
   return zspStsNoErr;
 }
