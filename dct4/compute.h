@@ -62,7 +62,16 @@ ZSP_DCT4_INLINE CV<T> rotate(CV<T> v) {
   else if constexpr (k == 64) return {-v.im, v.re};
   else if constexpr (k == 128) return {-v.re, -v.im};
   else if constexpr (k == 192) return {v.im, -v.re};
-  else {
+  else if constexpr (k % 64 == 32) {
+    // Odd multiples of pi/4: cosine and sine are +-1/sqrt(2), so two products serve both lanes of the
+    // pair; each result is the same sum of the same two products as in the general case.
+    const Vec<T> r = splat(cosPi128<T>(32));
+    const Vec<T> a = r * v.re, b = r * v.im;
+    if constexpr (k == 32) return {a - b, a + b};
+    else if constexpr (k == 96) return {-(a + b), a - b};
+    else if constexpr (k == 160) return {b - a, -(a + b)};
+    else return {a + b, b - a};
+  } else {
     const Vec<T> c = splat(cosPi128<T>(k)), s = splat(sinPi128<T>(k));
     return {c * v.re - s * v.im, s * v.re + c * v.im};
   }
