@@ -63,8 +63,8 @@ void dct4VersusFftw(benchmark::State& state) {
   Zsp32s bytes = 0;
   Ours<T>::getSize(n, &bytes);
   auto* memory = static_cast<Zsp8u*>(std::aligned_alloc(64, (static_cast<size_t>(bytes) + 63) / 64 * 64));
-  DCT4Spec* spec = nullptr;
-  const double initSeconds = seconds([&] { Ours<T>::init(&spec, n, memory); });
+  DCT4Spec* handle = nullptr;
+  const double initSeconds = seconds([&] { Ours<T>::init(&handle, n, memory); });
   typename Fftw<T>::Plan plan{};
   const double planSeconds = seconds([&] { plan = Fftw<T>::plan(n, src, dst); });
   for (int i = 0; i < n; ++i) src[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
@@ -74,14 +74,14 @@ void dct4VersusFftw(benchmark::State& state) {
   double oursBest = 1e30, fftwBest = 1e30;
   for (int round = 0; round < 15; ++round) {
     oursBest = std::min(oursBest, seconds([&] {
-      for (int i = 0; i < perBatch; ++i) Ours<T>::run(src, dst, spec);
+      for (int i = 0; i < perBatch; ++i) Ours<T>::run(src, dst, handle);
     }) / perBatch);
     fftwBest = std::min(fftwBest, seconds([&] {
       for (int i = 0; i < perBatch; ++i) Fftw<T>::run(plan, src, dst);
     }) / perBatch);
   }
   for (auto _ : state) {
-    Ours<T>::run(src, dst, spec);
+    Ours<T>::run(src, dst, handle);
     benchmark::DoNotOptimize(dst);
     benchmark::ClobberMemory();
   }

@@ -236,19 +236,19 @@ zspStatus env4Compute(const Env4* e, T* y, const T* work) {
 }
 
 template <class T>
-zspStatus transform(const T* src, T* dst, const Env1* spec) {
-  if (src == nullptr || dst == nullptr || spec == nullptr) return zspStsNullPtrErr;
-  switch (spec->rule) {
+zspStatus transform(const T* src, T* dst, const Env1* state) {
+  if (src == nullptr || dst == nullptr || state == nullptr) return zspStsNullPtrErr;
+  switch (state->rule) {
     case 1: direct::length2(src, dst); break;
     case 2: direct::length4(src, dst); break;
     case 3: direct::length8(src, dst); break;
     case 4: direct::length16(src, dst); break;
     case 5: direct::length32(src, dst); break;
     case 6: {
-      T* work = static_cast<T*>(spec->work);
-      const auto* in = static_cast<const Env3*>(x3_EnvList_get(spec->inputStage, 0));
+      T* work = static_cast<T*>(state->work);
+      const auto* in = static_cast<const Env3*>(x3_EnvList_get(state->inputStage, 0));
       if (in->tag == 1) env5Compute<T>(static_cast<const Env5*>(x3_EnvList_get(in->rules, 0)), work, src);
-      const auto* out = static_cast<const Env2*>(x3_EnvList_get(spec->outputStage, 0));
+      const auto* out = static_cast<const Env2*>(x3_EnvList_get(state->outputStage, 0));
       if (out->tag == 1) env4Compute<T>(static_cast<const Env4*>(x3_EnvList_get(out->rules, 0)), dst, work);
       break;
     }

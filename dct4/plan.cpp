@@ -333,15 +333,15 @@ void delRoot(void* self) { releaseTree<T>(static_cast<Env1*>(self)); }
 }  // namespace
 
 template <class T>
-void releaseTree(Env1* spec) {
-  Arena arena = spec->h.arena;
-  if (spec->rule == 6) giveBack(arena, int64_t{kSampleBytes<T>} * spec->length);
-  releaseLists(arena, spec->outputStage, spec->inputStage, spec->children);
+void releaseTree(Env1* state) {
+  Arena arena = state->h.arena;
+  if (state->rule == 6) giveBack(arena, int64_t{kSampleBytes<T>} * state->length);
+  releaseLists(arena, state->outputStage, state->inputStage, state->children);
 }
 
 template <class T>
-zspStatus init(Env1** spec, int32_t n, uint8_t* buffer) {
-  if (spec == nullptr || buffer == nullptr) return zspStsNullPtrErr;
+zspStatus init(Env1** state, int32_t n, uint8_t* buffer) {
+  if (state == nullptr || buffer == nullptr) return zspStsNullPtrErr;
   const int64_t misalignment = reinterpret_cast<int64_t>(buffer) % 32;
   Arena arena = reinterpret_cast<Arena>(buffer);
   *arena = buffer + 2 * x3_zspgAlignSize32Bytes(1) - misalignment;
@@ -363,28 +363,28 @@ zspStatus init(Env1** spec, int32_t n, uint8_t* buffer) {
     giveBack(arena, kEnv1Bytes);
     return status;
   }
-  *spec = root;
+  *state = root;
   return zspStsNoErr;
 }
 
 template <class T>
-zspStatus initAlloc(Env1** spec, int32_t n) {
-  if (spec == nullptr) return zspStsNullPtrErr;
+zspStatus initAlloc(Env1** state, int32_t n) {
+  if (state == nullptr) return zspStsNullPtrErr;
   int32_t bytes;
   const zspStatus sized = getSize<T>(n, &bytes);
   if (sized != zspStsNoErr) return sized;
   auto* buffer = static_cast<uint8_t*>(zspMalloc(bytes));
-  const zspStatus status = init<T>(spec, n, buffer);
+  const zspStatus status = init<T>(state, n, buffer);
   if (status != zspStsNoErr) zspFree(buffer);
   return status;
 }
 
 template <class T>
-zspStatus release(Env1* spec) {
-  if (spec == nullptr) return zspStsNullPtrErr;
-  releaseTree<T>(spec);
-  giveBack(spec->h.arena, kEnv1Bytes);
-  zspFree(reinterpret_cast<void*>(spec->h.arena));
+zspStatus release(Env1* state) {
+  if (state == nullptr) return zspStsNullPtrErr;
+  releaseTree<T>(state);
+  giveBack(state->h.arena, kEnv1Bytes);
+  zspFree(reinterpret_cast<void*>(state->h.arena));
   return zspStsNoErr;
 }
 

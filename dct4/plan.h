@@ -7,15 +7,15 @@
 namespace zsp::dct4 {
 
 template <class T>
-zspStatus init(Env1** spec, int32_t n, uint8_t* buffer);
+zspStatus init(Env1** state, int32_t n, uint8_t* buffer);
 template <class T>
-zspStatus initAlloc(Env1** spec, int32_t n);
+zspStatus initAlloc(Env1** state, int32_t n);
 template <class T>
-zspStatus release(Env1* spec);
+zspStatus release(Env1* state);
 
 // The root's release without handing the buffer back: what a failed plan leaves behind is undone by it.
 template <class T>
-void releaseTree(Env1* spec);
+void releaseTree(Env1* state);
 
 }  // namespace zsp::dct4
 

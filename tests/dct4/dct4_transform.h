@@ -10,10 +10,10 @@ namespace zsp::test {
 
 template <class T>
 void dct4Transform(const T* x, T* y, int n) {
-  DCT4Spec* spec = nullptr;
-  if (Dct4<T>::initAlloc(&spec, n) != zspStsNoErr) throw std::runtime_error("no state");
-  const zspStatus st = Dct4<T>::transform(x, y, spec);
-  Dct4<T>::free(spec);
+  DCT4Spec* handle = nullptr;
+  if (Dct4<T>::initAlloc(&handle, n) != zspStsNoErr) throw std::runtime_error("no state");
+  const zspStatus st = Dct4<T>::transform(x, y, handle);
+  Dct4<T>::free(handle);
   if (st != zspStsNoErr) throw std::runtime_error("transform failed");
 }
 

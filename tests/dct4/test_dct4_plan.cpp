@@ -36,7 +36,7 @@ T sinPi(T v) {
 
 template <class T>
 struct Tree {
-  DCT4Spec* spec = nullptr;
+  DCT4Spec* handle = nullptr;
   rec::Env1* root = nullptr;
   rec::FCompose* compose = nullptr;
   rec::Env2* out = nullptr;
@@ -45,8 +45,8 @@ struct Tree {
   rec::Env4* twiddles = nullptr;
   rec::Env5* body = nullptr;
   explicit Tree(int n) {
-    if (Dct4<T>::initAlloc(&spec, n) != zspStsNoErr) return;
-    root = reinterpret_cast<rec::Env1*>(spec);
+    if (Dct4<T>::initAlloc(&handle, n) != zspStsNoErr) return;
+    root = reinterpret_cast<rec::Env1*>(handle);
     compose = element<rec::FCompose>(root->children, 0);
     out = element<rec::Env2>(root->children, 1);
     in = element<rec::Env3>(root->children, 2);
@@ -55,7 +55,7 @@ struct Tree {
     body = element<rec::Env5>(in->children, 0);
   }
   ~Tree() {
-    if (spec) Dct4<T>::free(spec);
+    if (handle) Dct4<T>::free(handle);
   }
 };
 
@@ -178,8 +178,8 @@ TEST(PlanTreeArena, PlanningEndsWhereTheAccountingSaysLessItsSlack) {
     ASSERT_EQ(zspgDCT4GetSize_32f(n, &size), zspStsNoErr);
     std::vector<uint8_t> memory(static_cast<size_t>(size) + 32);
     uint8_t* buffer = memory.data() + (32 - reinterpret_cast<uintptr_t>(memory.data()) % 32) % 32;
-    DCT4Spec* spec = nullptr;
-    ASSERT_EQ(zspgDCT4Init_32f(&spec, n, buffer), zspStsNoErr);
+    DCT4Spec* handle = nullptr;
+    ASSERT_EQ(zspgDCT4Init_32f(&handle, n, buffer), zspStsNoErr);
     uint8_t* cursor;
     std::memcpy(&cursor, buffer, sizeof cursor);
     EXPECT_EQ(cursor - buffer, reached) << n;
