@@ -217,8 +217,8 @@ zspStatus env5Compute(const Env5* e, T* work, const T* x) {
 
 template <class T, int D>
 void outputStageFor(const Env4* e, T* y, const T* work) {
-  // From 1024 samples apart on, the places of one turn collide in the cache.
-  if (e->vectors % 4 == 0 && e->subLength >= 1024) outputStageGathered<T, D>(e, y, work);
+  // From a kilobyte apart on, the places of one turn collide in the cache.
+  if (e->vectors % 4 == 0 && int64_t{e->subLength} * kSampleBytes<T> >= 1024) outputStageGathered<T, D>(e, y, work);
   else outputStage<T, D>(e, y, work);
 }
 

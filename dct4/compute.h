@@ -190,7 +190,8 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
 
 // Every batch of L residues that shares the same S rows: the rows of all of them (at most 32 residues, the
 // largest block) are first copied into one contiguous block, the mirrored rows reversed and negated, so
-// that the bodies read aligned vectors from a block that stays in the cache whatever the input stride.
+// that the bodies read aligned vectors from a block that stays in the cache whatever the input stride;
+// their results are collected likewise and written out row by row.
 // Row j of residue r is x[offset + r + j stride] for j < S/2 and -x[offset + base - r - j stride] after;
 // each body stores S/2 complex rows at its own L columns.
 constexpr int kMaxResidues = 32;
@@ -210,18 +211,22 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
     for (int64_t r = 0; r < residues; r += L)
       storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
   }
+  // The output rows are as far apart as the input rows; they are gathered the same way.
+  alignas(16) T results[S * kMaxResidues];
   for (int32_t b = 0; b < batches; ++b) {
     Vec<T> u[S], re[S / 2], im[S / 2];
 #pragma GCC unroll 64
     for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
     oddBody<T, S>(u, re, im);
-    T* to = out + column + L * b;
 #pragma GCC unroll 64
     for (int a = 0; a < S / 2; ++a) {
-      storeAligned(to + 2 * a * rowLength, re[a]);
-      storeAligned(to + (2 * a + 1) * rowLength, im[a]);
+      storeAligned(results + 2 * a * residues + L * b, re[a]);
+      storeAligned(results + (2 * a + 1) * residues + L * b, im[a]);
     }
   }
+  for (int j = 0; j < S; ++j)
+    for (int64_t r = 0; r < residues; r += L)
+      storeAligned(out + j * rowLength + column + r, loadAligned(results + j * residues + r));
 }
 
 // Fold network over M twiddled residues; terminal t holds the pair (y[k], y[mirror of k]).
