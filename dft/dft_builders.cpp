@@ -314,7 +314,8 @@ std::vector<Cx> rader(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   return y;
 }
 
-// Chirp form: x[n] c[n], zero-filled to L, convolved with conj(c) through two L-point transforms.
+// Chirp form: x[n] c[n], zero-filled to L, convolved with conj(c) through two L-point transforms, the
+// forward one by the first chain and the opposite one by the second.
 std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   Graph& g = ctx.g;
   const int n = r.n, len = r.parts[0].n;
@@ -334,8 +335,10 @@ std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& 
     }
     spectrum[m] = cmul(g, spectrum[m], snap(hr / len), snap(hi / len));
   }
+  // The opposite transform has a chain of its own: only its first n outputs are kept, so its last stages
+  // are pruned the more, the fewer of their outputs are needed.
   ctx.sign = -ctx.sign;
-  const std::vector<Cx> z = build(ctx, r.parts[0], spectrum);
+  const std::vector<Cx> z = build(ctx, r.parts[1], spectrum);
   ctx.sign = -ctx.sign;
   std::vector<Cx> out(n);
   for (int k = 0; k < n; ++k) out[k] = cmul(g, z[k], snap(cosq(chirpAngle(k))), snap(sinq(chirpAngle(k))));
@@ -368,11 +371,13 @@ Recipe parseRecipe(const std::string& text, int n) {
   if (text.rfind("bluestein ", 0) == 0) {
     std::stringstream s(text.substr(10));
     int len = 0;
-    std::string chain;
-    s >> len >> chain;
+    std::string forward, opposite;
+    s >> len >> forward >> opposite;
     Recipe r{Recipe::Bluestein, n};
-    r.parts.push_back(parseProduct(chain));
-    if (r.parts[0].n != len) throw std::runtime_error("bluestein chain does not match its length");
+    r.parts.push_back(parseProduct(forward));
+    r.parts.push_back(parseProduct(opposite));
+    if (r.parts[0].n != len || r.parts[1].n != len)
+      throw std::runtime_error("bluestein chain does not match its length");
     return r;
   }
   Recipe r = parseProduct(text);

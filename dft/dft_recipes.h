@@ -8,7 +8,8 @@
 //   rader s,s,...   Rader convolution; s are the factors of the two (N-1)-point transforms, first on the
 //                   longest stride; runs of one factor make a power (2,2 is a 4), coprime groups split
 //                   by Good-Thomas, others by Cooley-Tukey; a factor written 11r is itself a Rader form
-//   bluestein L c   chirp form over a zero-filled transform of length L, by the Cooley-Tukey chain c
+//   bluestein L f o chirp form over a zero-filled transform of length L: the forward transform by the
+//                   Cooley-Tukey chain f, the opposite one by the chain o (12 is 3.4 there too)
 // A factor written 5w takes the 5-point form with the shortened cosine part, while the line's budget of
 // such transforms (last column) lasts; 25w is a 5x5 of them; 7r is the 7 in Rader form.
 // Inside a recipe a factor is a transform of its own: 8 is 4x2, 9 is 3x3, 16 is 4x4, 25 is 5x5, 6 is
@@ -73,7 +74,7 @@ constexpr RecipeLine kRecipes[] = {
   {44, "4.11",                      "4.11",           0},
   {45, "15x3",                      "5.9",            0},
   {46, "23x2",                      "23.2",           0},
-  {47, "bluestein 96 3x2x16",  "rader 23,2",     0},
+  {47, "bluestein 96 3x2x16 12x8", "rader 23,2",  0},
   {48, "4x12",                      "16.3",           0},
   {49, "7x7",                       "7x7",            0},
   {50, "10x5",                      "25w.2",         12},
@@ -85,7 +86,7 @@ constexpr RecipeLine kRecipes[] = {
   {56, "14x4",                      "7.8",            0},
   {57, "19.3",                      "19.3",           0},
   {58, "2.29",                      "29.2",           0},
-  {59, "bluestein 128 4x2x16", "rader 29,2",     0},
+  {59, "bluestein 128 4x2x16 16x8", "rader 29,2", 0},
   {60, "4x15",                      "3.5w.4",         4},
   {61, "rader 2,2,5,3",             "rader 3,2,2,5",  0},
   {62, "31x2",                      "31.2",           0},
