@@ -141,12 +141,9 @@ TYPED_TEST(Dct4Family, EveryAcceptedLengthPlansInABufferOfTheReportedSize) {
   using T = TypeParam;
   std::vector<int> lengths = {2, 4, 8, 16, 32, 33};
   if (sizeof(T) == 8) lengths.insert(lengths.end(), {9, 17});
-  for (int k = 6; k <= 20; ++k) lengths.insert(lengths.end(), {1 << k, (1 << k) + 1});
+  for (int k = 6; k <= Dct4<T>::maxLog2; ++k) lengths.insert(lengths.end(), {1 << k, (1 << k) + 1});
   for (int n : lengths)
     for (int offset : {1, 8, 31}) planInReportedBuffer<T>(n, offset);
-  // The largest lengths, once each.
-  planInReportedBuffer<T>(1 << Dct4<T>::maxLog2, 31);
-  planInReportedBuffer<T>((1 << Dct4<T>::maxLog2) + 1, 1);
 }
 
 // The odd lengths keep the block structure of N - 1: element N is read and written, and only the listed
