@@ -98,7 +98,7 @@ void boundCounters(benchmark::State& state, double boundCycles) {
   state.counters["bound"] = boundCycles;
   // Cycles per call over the bound.
   state.counters["cycles_per_bound"] =
-      Counter(1.0 / (zsp::bench::coreClockHz() * boundCycles), Counter::kIsIterationInvariantRate | Counter::kInvert);
+      Counter(boundCycles / zsp::bench::coreClockHz(), Counter::kIsIterationInvariantRate | Counter::kInvert);
 }
 
 template <class T>

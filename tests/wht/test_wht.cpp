@@ -349,26 +349,6 @@ TEST(WhtValues, SmallestOrderAndScaleLiterals) {
   for (Zsp64f v : out) EXPECT_EQ(v, 0.3535533905932738);
 }
 
-TEST(WhtValues, ConstantInputConcentratesInTheFirstOutput) {
-  for (int order = 1; order <= 13; ++order) {
-    std::vector<Zsp64f> ones(size_t{1} << order, 1.0), out(ones.size());
-    ASSERT_EQ(zspgWHT_64f(ones.data(), out.data(), order, ZSP_NODIV_BY_ANY, nullptr), zspStsNoErr);
-    EXPECT_EQ(out[0], static_cast<double>(ones.size()));
-    for (size_t k = 1; k < out.size(); ++k) ASSERT_EQ(out[k], 0.0) << "order " << order << " k " << k;
-  }
-}
-
-// Single precision is computed in single precision: not the rounding of a wider result.
-TEST(WhtValues, SinglePrecisionIsNotRoundedFromDouble) {
-  std::vector<Zsp32f> x = randomSignal<Zsp32f>(10), y(x.size());
-  ASSERT_EQ(zspgWHT_10_32f(x.data(), y.data(), ZSP_NODIV_BY_ANY, nullptr), zspStsNoErr);
-  std::vector<double> wide(x.begin(), x.end());
-  wide = plainStages(wide);
-  size_t differ = 0;
-  for (size_t k = 0; k < y.size(); ++k) differ += y[k] != static_cast<float>(wide[k]);
-  EXPECT_GT(differ, 0u);
-}
-
 // The unaligned route of every vector kernel from order 5 (single) or 4 (double) up is a function of its
 // own; the smallest vector kernels and the scalar ones carry no sibling.
 TEST(WhtEntries, UnalignedSiblingsExistExactlyWhereTheRoutesSplit) {

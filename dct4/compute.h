@@ -1,0 +1,324 @@
+// The transform through the plan tree, on vectors of L residues (or L frequencies) at a time:
+//   input stage   odd-frequency DFTs of s real points per residue, read through the mirrored input;
+//   splitting     sub-transforms into the step's scratch, then twiddles and a small DFT across them;
+//   output stage  twiddles from the table and the fold network, two outputs per terminal.
+// Scratch vectors and tables are read and written as aligned vectors; only the first read of x and the
+// last write of y touch the caller's memory, with unaligned accesses.
+#ifndef ZSPGEN_DCT4_COMPUTE_H
+#define ZSPGEN_DCT4_COMPUTE_H
+
+#include <cstring>
+
+#include "dct4/angles.h"
+#include "dct4/records.h"
+#include "dct4/twiddle.h"
+
+namespace zsp::dct4::kernel {
+
+// The pieces of a body are inlined into it, so the values of a body stay in registers.
+#define ZSP_DCT4_INLINE __attribute__((always_inline)) inline
+
+template <class T> struct VecOf;
+template <> struct VecOf<float> { typedef float type __attribute__((vector_size(16))); };
+template <> struct VecOf<double> { typedef double type __attribute__((vector_size(16))); };
+template <class T>
+using Vec = typename VecOf<T>::type;
+
+template <class T>
+struct CV {
+  Vec<T> re, im;
+};
+
+template <class T>
+ZSP_DCT4_INLINE Vec<T> splat(T v) {
+  Vec<T> r = {};
+  return r + v;
+}
+
+template <class T>
+ZSP_DCT4_INLINE Vec<T> loadAligned(const T* p) { return *reinterpret_cast<const Vec<T>*>(p); }
+template <class T>
+ZSP_DCT4_INLINE void storeAligned(T* p, typename VecOf<T>::type v) { *reinterpret_cast<Vec<T>*>(p) = v; }
+template <class T>
+ZSP_DCT4_INLINE Vec<T> loadUnaligned(const T* p) {
+  Vec<T> v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+template <class T>
+ZSP_DCT4_INLINE void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
+
+template <class T>
+ZSP_DCT4_INLINE Vec<T> reversed(Vec<T> v) {
+  if constexpr (sizeof(T) == 4) return __builtin_shufflevector(v, v, 3, 2, 1, 0);
+  else return __builtin_shufflevector(v, v, 1, 0);
+}
+
+// v times e^(i k pi / 128), with the quarter turns done without products.
+template <class T, int K>
+ZSP_DCT4_INLINE CV<T> rotate(CV<T> v) {
+  constexpr int k = ((K % 256) + 256) % 256;
+  if constexpr (k == 0) return v;
+  else if constexpr (k == 64) return {-v.im, v.re};
+  else if constexpr (k == 128) return {-v.re, -v.im};
+  else if constexpr (k == 192) return {v.im, -v.re};
+  else if constexpr (k % 64 == 32) {
+    // Odd multiples of pi/4: cosine and sine are +-1/sqrt(2), so two products serve both lanes of the
+    // pair; each result is the same sum of the same two products as in the general case.
+    const Vec<T> r = splat(cosPi128<T>(32));
+    const Vec<T> a = r * v.re, b = r * v.im;
+    if constexpr (k == 32) return {a - b, a + b};
+    else if constexpr (k == 96) return {-(a + b), a - b};
+    else if constexpr (k == 160) return {b - a, -(a + b)};
+    else return {a + b, b - a};
+  } else {
+    const Vec<T> c = splat(cosPi128<T>(k)), s = splat(sinPi128<T>(k));
+    return {c * v.re - s * v.im, s * v.re + c * v.im};
+  }
+}
+
+// v times (c + i s) from a table.
+template <class T>
+ZSP_DCT4_INLINE CV<T> twiddle(CV<T> v, const T* cosSin) {
+  const Vec<T> c = loadAligned(cosSin), s = loadAligned(cosSin + 16 / sizeof(T));
+  return {c * v.re - s * v.im, s * v.re + c * v.im};
+}
+
+template <class T>
+ZSP_DCT4_INLINE CV<T> add(CV<T> a, CV<T> b) { return {a.re + b.re, a.im + b.im}; }
+template <class T>
+ZSP_DCT4_INLINE CV<T> sub(CV<T> a, CV<T> b) { return {a.re - b.re, a.im - b.im}; }
+
+template <int I, int End, class F>
+ZSP_DCT4_INLINE void unroll(F&& f) {
+  if constexpr (I < End) {
+    f.template operator()<I>();
+    unroll<I + 1, End>(static_cast<F&&>(f));
+  }
+}
+
+// Complex DFT of M points with positive exponent, in place, natural order in and out: radix 4 where it
+// can, radix 2 for the last factor.
+template <class T, int M>
+ZSP_DCT4_INLINE void dft(CV<T>* x) {
+  if constexpr (M == 1) {
+    return;
+  } else if constexpr (M == 2) {
+    const CV<T> a = x[0], b = x[1];
+    x[0] = add(a, b);
+    x[1] = sub(a, b);
+  } else {
+    constexpr int Q = M / 4;
+    CV<T> part[4][Q > 0 ? Q : 1];
+    if constexpr (M % 4 == 0) {
+#pragma GCC unroll 64
+      for (int j = 0; j < Q; ++j)
+  #pragma GCC unroll 64
+        for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
+#pragma GCC unroll 64
+      for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
+      unroll<0, Q>([&]<int k>() __attribute__((always_inline)) {
+        const CV<T> a = part[0][k];
+        const CV<T> b = rotate<T, 256 * k / M>(part[1][k]);
+        const CV<T> c = rotate<T, 512 * k / M>(part[2][k]);
+        const CV<T> d = rotate<T, 768 * k / M>(part[3][k]);
+        const CV<T> s0 = add(a, c), s1 = sub(a, c), s2 = add(b, d), s3 = sub(b, d);
+        const CV<T> js3 = {-s3.im, s3.re};  // i (b - d)
+        x[k] = add(s0, s2);
+        x[k + Q] = add(s1, js3);
+        x[k + 2 * Q] = sub(s0, s2);
+        x[k + 3 * Q] = sub(s1, js3);
+      });
+    }
+  }
+}
+
+// Odd-frequency DFT of S real rows u: V(a) = sum_j u_j e^(i pi j (2a+1)/S), a < S/2.
+template <class T, int S>
+ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
+  if constexpr (S == 2) {
+    re[0] = u[0];
+    im[0] = u[1];
+  } else {
+    constexpr int M = S / 4;
+    const Vec<T> r2 = splat(cosPi128<T>(32));
+    CV<T> p[M], q[M];
+#pragma GCC unroll 64
+    for (int j = 0; j < M; ++j) {
+      const Vec<T> g = (u[j + M] - u[j + 3 * M]) * r2;
+      const Vec<T> h = (u[j + M] + u[j + 3 * M]) * r2;
+      p[j] = {u[j] + g, h + u[j + 2 * M]};
+      q[j] = {u[j] - g, h - u[j + 2 * M]};
+    }
+    unroll<1, M>([&]<int j>() __attribute__((always_inline)) {
+      p[j] = rotate<T, 128 * j / S>(p[j]);
+      q[j] = rotate<T, 384 * j / S>(q[j]);
+    });
+    auto put = [&](int index, CV<T> v) __attribute__((always_inline)) {
+      if (index < S / 2) re[index] = v.re, im[index] = v.im;
+      else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
+    };
+    // One chain after the other, so that only one of them is held in registers at a time.
+    dft<T, M>(p);
+#pragma GCC unroll 64
+    for (int b = 0; b < M; ++b) put(4 * b, p[b]);
+    dft<T, M>(q);
+#pragma GCC unroll 64
+    for (int b = 0; b < M; ++b) put(4 * b + 1, q[b]);
+  }
+}
+
+// One batch of L residues read straight from x: S rows of the mirrored input, the body, S/2 complex rows
+// stored at the batch's columns. Row j of lane l is x[offset + l + j stride] for j < S/2 and
+// -x[offset + base - l - j stride] after.
+template <class T, int S>
+inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
+                       int64_t column) {
+  constexpr int L = kLanes<T>;
+  Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+  for (int j = 0; j < S / 2; ++j) u[j] = loadUnaligned(x + offset + j * stride);
+#pragma GCC unroll 64
+  for (int j = S / 2; j < S; ++j) u[j] = -reversed<T>(loadUnaligned(x + offset + base - j * stride - (L - 1)));
+  oddBody<T, S>(u, re, im);
+#pragma GCC unroll 64
+  for (int a = 0; a < S / 2; ++a) {
+    storeAligned(out + 2 * a * rowLength + column, re[a]);
+    storeAligned(out + (2 * a + 1) * rowLength + column, im[a]);
+  }
+}
+
+// Every batch of L residues that shares the same S rows: the rows of all of them (at most 32 residues, the
+// largest block) are first copied into one contiguous block, the mirrored rows reversed and negated, so
+// that the bodies read aligned vectors from a block that stays in the cache whatever the input stride;
+// their results are collected likewise and written out row by row.
+// Row j of residue r is x[offset + r + j stride] for j < S/2 and -x[offset + base - r - j stride] after;
+// each body stores S/2 complex rows at its own L columns.
+constexpr int kMaxResidues = 32;
+
+template <class T, int S>
+void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
+               int64_t column, int32_t batches) {
+  constexpr int L = kLanes<T>;
+  alignas(16) T rows[S * kMaxResidues];
+  const int64_t residues = int64_t{L} * batches;
+  for (int j = 0; j < S / 2; ++j) {
+    const T* from = x + offset + j * stride;
+    for (int64_t r = 0; r < residues; r += L) storeAligned(rows + j * residues + r, loadUnaligned(from + r));
+  }
+  for (int j = S / 2; j < S; ++j) {
+    const T* from = x + offset + base - j * stride - (L - 1);
+    for (int64_t r = 0; r < residues; r += L)
+      storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
+  }
+  // The output rows are as far apart as the input rows; they are gathered the same way.
+  alignas(16) T results[S * kMaxResidues];
+  for (int32_t b = 0; b < batches; ++b) {
+    Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+    for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
+    oddBody<T, S>(u, re, im);
+#pragma GCC unroll 64
+    for (int a = 0; a < S / 2; ++a) {
+      storeAligned(results + 2 * a * residues + L * b, re[a]);
+      storeAligned(results + (2 * a + 1) * residues + L * b, im[a]);
+    }
+  }
+  for (int j = 0; j < S; ++j)
+    for (int64_t r = 0; r < residues; r += L)
+      storeAligned(out + j * rowLength + column + r, loadAligned(results + j * residues + r));
+}
+
+// Fold network over M twiddled residues; terminal t holds the pair (y[k], y[mirror of k]).
+template <class T, int M>
+ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
+  if constexpr (M == 1) {
+    terminal[0] = l[0];
+  } else {
+    CV<T> u[M / 2], d[M / 2];
+    unroll<0, M / 2>([&]<int i>() __attribute__((always_inline)) {
+      const CV<T> a = l[i], b = l[M - 1 - i];
+      u[i] = {a.re + b.re, a.im - b.im};
+      d[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re - b.re, a.im + b.im});
+    });
+    fold<T, M / 2>(u, terminal);
+    fold<T, M / 2>(d, terminal + M / 2);
+  }
+}
+
+constexpr int bitReverse(int t, int bits) {
+  int r = 0;
+  for (int b = 0; b < bits; ++b) r |= ((t >> b) & 1) << (bits - 1 - b);
+  return r;
+}
+constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
+
+// One turn of the output stage: the L rows a = L i .. L i + L - 1 of all D residues, twiddled and folded;
+// terminal t holds the pairs of the outputs k = L i + s c, c the bit reversal of t.
+template <class T, int D>
+ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) {
+  constexpr int L = kLanes<T>;
+  CV<T> z[D];
+  unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
+    constexpr int r = outputTablePair(D, 2 * q) / 2;
+    CV<T> v;
+#pragma GCC unroll 4
+    for (int l = 0; l < L; ++l) {
+      v.re[l] = rows[2 * D * l + r];
+      v.im[l] = rows[2 * D * l + D + r];
+    }
+    z[r] = twiddle(v, table + 2 * q * L);
+  });
+  fold<T, D>(z, terminal);
+}
+
+// Output stage for D residues, one turn of L rows at a time, each turn's samples stored where they go.
+template <class T, int D>
+void outputStage(const Env4* e, T* y, const T* work) {
+  constexpr int L = kLanes<T>;
+  const T* table = static_cast<const T*>(e->table);
+  const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
+  for (int32_t i = 0; i < e->vectors; ++i, table += 2 * D * L) {
+    CV<T> terminal[D];
+    outputTurn<T, D>(table, work + int64_t{2} * D * L * i, terminal);
+#pragma GCC unroll 64
+    for (int t = 0; t < D; ++t) {
+      const int64_t k = int64_t{L} * i + s * bitReverse(t, log2Of(D));
+      storeUnaligned(y + k, terminal[t].re);
+      storeUnaligned(y + mirrorBase - k - (L - 1), reversed<T>(terminal[t].im));
+    }
+  }
+}
+
+// The same for long transforms, whose 2D places per turn lie a power of two apart and would compete for
+// the same cache sets: G turns are gathered first, so each place receives one run of G L samples.
+template <class T, int D>
+void outputStageGathered(const Env4* e, T* y, const T* work) {
+  constexpr int L = kLanes<T>;
+  constexpr int G = 4;
+  const T* table = static_cast<const T*>(e->table);
+  const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
+  alignas(16) T staged[D][2][G * L];
+  for (int32_t i0 = 0; i0 < e->vectors; i0 += G) {
+    for (int g = 0; g < G; ++g, table += 2 * D * L) {
+      CV<T> terminal[D];
+      outputTurn<T, D>(table, work + int64_t{2} * D * L * (i0 + g), terminal);
+#pragma GCC unroll 64
+      for (int t = 0; t < D; ++t) {
+        storeAligned(&staged[t][0][g * L], terminal[t].re);
+        storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
+      }
+    }
+    for (int t = 0; t < D; ++t) {
+      const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
+      for (int p = 0; p < G * L; p += L) {
+        storeUnaligned(y + k + p, loadAligned(&staged[t][0][p]));
+        storeUnaligned(y + mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
+      }
+    }
+  }
+}
+
+}  // namespace zsp::dct4::kernel
+
+#endif  // ZSPGEN_DCT4_COMPUTE_H
