@@ -20,6 +20,7 @@
 #include "gen/expr.h"
 #include "gen/generated_file.h"
 #include "gen/pairs.h"
+#include "gen/schedule.h"
 
 namespace {
 
@@ -78,34 +79,43 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   if (!single) {
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
-    paired = zspgen::dag::emitPairs(k.g, pairs, "  ", sampleName);
+    paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
     twoWide = paired.complete && paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
   }
+  std::vector<zspgen::Statement> body;
   if (twoWide) {
     s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
     s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
-    for (int j = 0; j < n; ++j) s << "  const __m128d " << sampleName(j) << " = Access::load(src + " << 2 * j << ");\n";
-    s << paired.statements;
-    s << "  const __m128d scalePair = _mm_set1_pd(scale);\n";
     for (int j = 0; j < n; ++j)
-      s << "  Access::store(dst + " << 2 * j << ", _mm_mul_pd(" << paired.outputs[static_cast<size_t>(j)]
-        << ", scalePair));\n";
+      body.push_back({zspgen::Statement::Load, sampleName(j),
+                      "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");"});
+    body.insert(body.end(), paired.body.begin(), paired.body.end());
+    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);"});
+    for (int j = 0; j < n; ++j)
+      body.push_back({zspgen::Statement::Store, "",
+                      "Access::store(dst + " + std::to_string(2 * j) + ", _mm_mul_pd(" +
+                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));"});
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
   } else {
-    const zspgen::dag::ScalarCode body = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
+    const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
     for (int j = 0; j < 2 * n; ++j)
-      s << "  const " << t << " " << partName(j) << " = zsp::dft::loadPart<" << t << ">(pSrc, " << j << ");\n";
-    s << body.statements;
+      body.push_back({zspgen::Statement::Load, partName(j),
+                      std::string("const ") + t + " " + partName(j) + " = zsp::dft::loadPart<" + t + ">(pSrc, " +
+                          std::to_string(j) + ");"});
+    body.insert(body.end(), scalar.body.begin(), scalar.body.end());
     for (int j = 0; j < 2 * n; ++j)
-      s << "  zsp::dft::storePart<" << t << ">(pDst, " << j << ", " << body.outputs[static_cast<size_t>(j)]
-        << " * scale);\n";
+      body.push_back({zspgen::Statement::Store, "",
+                      std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", " +
+                          scalar.outputs[static_cast<size_t>(j)] + " * scale);"});
     e.packed = {};
     e.packed.addsub = e.counts.adds;
     e.packed.mul = e.counts.muls + 2 * n;
     e.shape = "scalar";
   }
+  // Statements in the order of the data flow's stages, so that values stay in registers.
+  s << zspgen::scheduledText(body, "  ");
   s << "  return zspStsNoErr;\n}\n";
   return s.str();
 }

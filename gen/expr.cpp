@@ -167,6 +167,7 @@ ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std
                       std::string (*inputName)(int32_t)) {
   std::vector<std::string> name(g.size());
   std::ostringstream s;
+  std::vector<Statement> body;
   int next = 0;
   for (Ref r : liveNodes(g, outputs)) {
     const Node& n = g.node(r);
@@ -183,10 +184,13 @@ ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std
       case Op::Narrow: expr = "static_cast<float>(" + op(n.a) + ")"; break;
     }
     const std::string t = "t" + std::to_string(next++);
-    s << indent << "const " << typeName(n.type) << " " << t << " = " << expr << ";\n";
+    const std::string line = std::string("const ") + typeName(n.type) + " " + t + " = " + expr + ";";
+    s << indent << line << "\n";
+    body.push_back({Statement::Compute, t, line});
     name[static_cast<size_t>(r)] = t;
   }
   ScalarCode code;
+  code.body = std::move(body);
   code.statements = s.str();
   for (Ref r : outputs) code.outputs.push_back(name[static_cast<size_t>(r)]);
   return code;

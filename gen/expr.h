@@ -14,6 +14,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "gen/schedule.h"
+
 namespace zspgen::dag {
 
 enum class Op : uint8_t { Input, Const, Add, Sub, Neg, Mul, Widen, Narrow };
@@ -71,10 +73,11 @@ struct Counts {
 Counts countOperations(const Graph& g, const std::vector<Ref>& outputs);
 
 // Scalar emitter: one `const float tN = ...;` per live node, operands by name, constants as hexadecimal
-// literals of the node's type. `inputName(k)` names the loaded scalar part k. Returns the statements and
-// fills `names` with the expression that stands for every output.
+// literals of the node's type. `inputName(k)` names the loaded scalar part k. Returns the statements, as
+// text and as a list to reorder, and the expression that stands for every output.
 struct ScalarCode {
   std::string statements;
+  std::vector<Statement> body;
   std::vector<std::string> outputs;
 };
 ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std::string& indent,

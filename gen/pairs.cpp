@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <sstream>
 #include <tuple>
 #include <unordered_map>
 
@@ -29,8 +28,7 @@ constexpr size_t kWeighBudget = 400000;
 
 class Lowering {
  public:
-  Lowering(const Graph& g, std::string indent, std::string (*sample)(int32_t))
-      : g_(g), indent_(std::move(indent)), sample_(sample) {}
+  Lowering(const Graph& g, std::string (*sample)(int32_t)) : g_(g), sample_(sample) {}
 
   std::string pair(SRef lo, SRef hi) {
     lo = norm(lo);
@@ -59,9 +57,8 @@ class Lowering {
   }
 
   const Graph& g_;
-  std::string indent_;
   std::string (*sample_)(int32_t);
-  std::ostringstream out_;
+  std::vector<Statement> body_;
   PairCounts counts_;
   bool exhausted() const { return exhausted_; }
 
@@ -87,7 +84,7 @@ class Lowering {
 
   std::string emit(const std::string& expr) {
     const std::string name = "v" + std::to_string(next_++);
-    out_ << indent_ << "const __m128d " << name << " = " << expr << ";\n";
+    body_.push_back({Statement::Compute, name, "const __m128d " + name + " = " + expr + ";"});
     return name;
   }
 
@@ -261,7 +258,7 @@ class Lowering {
       expr = "0.0 /* unsupported node */";
     }
     const std::string name = "s" + std::to_string(next_++);
-    out_ << indent_ << "const double " << name << " = " << expr << ";\n";
+    body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";"});
     scalars_.emplace(key(s), name);
     return name;
   }
@@ -283,12 +280,12 @@ class Lowering {
 
 }  // namespace
 
-PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs, const std::string& indent,
+PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs,
                    std::string (*sampleName)(int32_t)) {
-  Lowering l(g, indent, sampleName);
+  Lowering l(g, sampleName);
   PairCode code;
   for (const auto& [lo, hi] : outputs) code.outputs.push_back(l.pair({lo, false}, {hi, false}));
-  code.statements = l.out_.str();
+  code.body = std::move(l.body_);
   code.counts = l.counts_;
   code.complete = !l.exhausted();
   return code;

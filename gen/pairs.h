@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "gen/expr.h"
+#include "gen/schedule.h"
 
 namespace zspgen::dag {
 
@@ -29,7 +30,7 @@ struct PairCounts {
 };
 
 struct PairCode {
-  std::string statements;
+  std::vector<Statement> body;       // in dependency order
   std::vector<std::string> outputs;  // one __m128d expression per output pair
   PairCounts counts;
   bool complete = true;  // false: the pairings to weigh ran over the budget; the code is right but poor
@@ -37,7 +38,7 @@ struct PairCode {
 
 // `outputs` are (low, high) node pairs; `sampleName(k)` names the register that holds input sample k
 // (input parts 2k and 2k+1 in the low and high lane).
-PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs, const std::string& indent,
+PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs,
                    std::string (*sampleName)(int32_t));
 
 }  // namespace zspgen::dag

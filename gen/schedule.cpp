@@ -1,0 +1,149 @@
+#include "gen/schedule.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+#include <sstream>
+#include <unordered_map>
+
+namespace zspgen {
+
+namespace {
+
+bool isWordChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
+
+class Scheduler {
+ public:
+  explicit Scheduler(const std::vector<Statement>& body) : body_(body) {
+    const size_t n = body.size();
+    uses_.resize(n);
+    users_.resize(n);
+    mark_.assign(n, 0);
+    level_.assign(n, 0);
+    std::unordered_map<std::string, size_t> definedBy;
+    for (size_t i = 0; i < n; ++i) {
+      const std::string& t = body[i].text;
+      for (size_t p = 0; p < t.size();) {
+        if (!isWordChar(t[p]) || (p > 0 && isWordChar(t[p - 1]))) {
+          ++p;
+          continue;
+        }
+        size_t e = p;
+        while (e < t.size() && isWordChar(t[e])) ++e;
+        auto it = definedBy.find(t.substr(p, e - p));
+        if (it != definedBy.end() && std::find(uses_[i].begin(), uses_[i].end(), it->second) == uses_[i].end()) {
+          uses_[i].push_back(it->second);
+          users_[it->second].push_back(i);
+        }
+        p = e;
+      }
+      if (!body[i].defines.empty()) definedBy[body[i].defines] = i;
+    }
+  }
+
+  std::vector<size_t> order() {
+    std::vector<size_t> all(body_.size());
+    std::iota(all.begin(), all.end(), size_t{0});
+    place(all);
+    keepLoadsBeforeStores();
+    return order_;
+  }
+
+ private:
+  // Appends the statements of `set` (ascending, closed under the dependencies not yet placed).
+  void place(const std::vector<size_t>& set) {
+    if (set.size() <= 2) {
+      order_.insert(order_.end(), set.begin(), set.end());
+      return;
+    }
+    const int stamp = ++stamp_;
+    for (size_t i : set) mark_[i] = stamp;
+    auto inSet = [&](size_t j) { return mark_[j] == stamp; };
+
+    // Independent groups, one after the other, in the order of their first statement.
+    std::vector<size_t> root(body_.size());
+    for (size_t i : set) root[i] = i;
+    auto find = [&](size_t i) {
+      while (root[i] != i) i = root[i] = root[root[i]];
+      return i;
+    };
+    for (size_t i : set)
+      for (size_t j : uses_[i])
+        if (inSet(j)) root[find(i)] = find(j);
+    std::unordered_map<size_t, size_t> group;
+    std::vector<std::vector<size_t>> groups;
+    for (size_t i : set) {
+      auto [it, fresh] = group.emplace(find(i), groups.size());
+      if (fresh) groups.emplace_back();
+      groups[it->second].push_back(i);
+    }
+    if (groups.size() > 1) {
+      for (const auto& g : groups) place(g);
+      return;
+    }
+
+    // One connected piece: depth from the piece's sources, with each source moved down to just before
+    // its first use, then the halves by depth.
+    int deepest = 0;
+    for (size_t i : set) {
+      int l = 0;
+      for (size_t j : uses_[i])
+        if (inSet(j)) l = std::max(l, level_[j] + 1);
+      level_[i] = l;
+    }
+    for (size_t i : set) {
+      bool source = true;
+      for (size_t j : uses_[i]) source = source && !inSet(j);
+      if (!source) continue;
+      int first = -1;
+      for (size_t u : users_[i])
+        if (inSet(u)) first = first < 0 ? level_[u] : std::min(first, level_[u]);
+      if (first > 0) level_[i] = first - 1;
+    }
+    for (size_t i : set) deepest = std::max(deepest, level_[i]);
+    const int cut = (deepest + 1) / 2;
+    std::vector<size_t> early, late;
+    for (size_t i : set) (level_[i] < cut ? early : late).push_back(i);
+    if (early.empty() || late.empty()) {
+      order_.insert(order_.end(), set.begin(), set.end());
+      return;
+    }
+    place(early);
+    place(late);
+  }
+
+  // A store that the order put before the last load waits for it: in place, that load may read the
+  // very element the store writes.
+  void keepLoadsBeforeStores() {
+    size_t lastLoad = 0;
+    bool anyLoad = false;
+    for (size_t p = 0; p < order_.size(); ++p)
+      if (body_[order_[p]].kind == Statement::Load) lastLoad = p, anyLoad = true;
+    if (!anyLoad) return;
+    std::vector<size_t> early, rest;
+    for (size_t p = 0; p < order_.size(); ++p) {
+      const bool waits = p < lastLoad && body_[order_[p]].kind == Statement::Store;
+      (waits ? early : rest).push_back(order_[p]);
+      if (p == lastLoad) rest.insert(rest.end(), early.begin(), early.end()), early.clear();
+    }
+    order_ = rest;
+  }
+
+  const std::vector<Statement>& body_;
+  std::vector<std::vector<size_t>> uses_, users_;
+  std::vector<int> mark_, level_;
+  std::vector<size_t> order_;
+  int stamp_ = 0;
+};
+
+}  // namespace
+
+std::vector<size_t> localityOrder(const std::vector<Statement>& body) { return Scheduler(body).order(); }
+
+std::string scheduledText(const std::vector<Statement>& body, const std::string& indent) {
+  std::ostringstream s;
+  for (size_t i : localityOrder(body)) s << indent << body[i].text << "\n";
+  return s.str();
+}
+
+}  // namespace zspgen

@@ -1,0 +1,37 @@
+// Statement order of a generated straight-line body, chosen for register locality.
+//
+// The lowerings write a body in the order their recursion meets the values, which keeps values alive
+// far longer than the arithmetic needs: every sample is loaded at the top, every result waits for the
+// stores at the bottom. The order here follows the shape of the data flow instead. A body whose
+// statements fall into independent groups runs one group after the other; a body that is one connected
+// piece is cut at the middle of its depth, the half on the load side first, and each half is ordered
+// the same way. For a transform that puts each sub-transform of a stage together, stage after stage,
+// so what is live at any point is about one sub-transform's values plus the results waiting between
+// stages.
+//
+// Dependencies are read off the text: a statement uses every earlier statement whose name appears in it
+// as a word. Loads all come before the first store, so the body stays right when source and destination
+// are the same array.
+#ifndef ZSPGEN_GEN_SCHEDULE_H
+#define ZSPGEN_GEN_SCHEDULE_H
+
+#include <string>
+#include <vector>
+
+namespace zspgen {
+
+struct Statement {
+  enum Kind { Load, Compute, Store } kind;
+  std::string defines;  // the name the statement defines; empty for a store
+  std::string text;     // the statement, without indentation or line end
+};
+
+// A valid order of `body` (a list in dependency order) that keeps values close to their uses.
+std::vector<size_t> localityOrder(const std::vector<Statement>& body);
+
+// The statements in that order, one per line, each after `indent`.
+std::string scheduledText(const std::vector<Statement>& body, const std::string& indent);
+
+}  // namespace zspgen
+
+#endif  // ZSPGEN_GEN_SCHEDULE_H
