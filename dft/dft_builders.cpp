@@ -98,13 +98,20 @@ Recipe innerRecipe(const Context& ctx, int n, char mark) {
 
 // ---- complex arithmetic -----------------------------------------------------------------------------
 
-Cx cadd(Graph& g, Cx a, Cx b) { return {g.add(a.r, b.r), g.add(a.i, b.i)}; }
-Cx csub(Graph& g, Cx a, Cx b) { return {g.sub(a.r, b.r), g.sub(a.i, b.i)}; }
-Cx cscale(Graph& g, Cx a, Q c) { return {g.mul(a.r, c), g.mul(a.i, c)}; }
+// Every complex value made here is marked as such on the graph, so that a lowering which keeps a complex
+// value in one register finds the parts that belong together.
+Cx marked(Graph& g, Cx a) {
+  g.markComplex(a.r, a.i);
+  return a;
+}
+
+Cx cadd(Graph& g, Cx a, Cx b) { return marked(g, {g.add(a.r, b.r), g.add(a.i, b.i)}); }
+Cx csub(Graph& g, Cx a, Cx b) { return marked(g, {g.sub(a.r, b.r), g.sub(a.i, b.i)}); }
+Cx cscale(Graph& g, Cx a, Q c) { return marked(g, {g.mul(a.r, c), g.mul(a.i, c)}); }
 
 // a * (c + i s): 4 multiplications and 2 additions, fewer where a part is 0 or 1.
 Cx cmul(Graph& g, Cx a, Q c, Q s) {
-  return {g.sub(g.mul(a.r, c), g.mul(a.i, s)), g.add(g.mul(a.r, s), g.mul(a.i, c))};
+  return marked(g, {g.sub(g.mul(a.r, c), g.mul(a.i, s)), g.add(g.mul(a.r, s), g.mul(a.i, c))});
 }
 
 // a * (+i) for sign +1, a * (-i) for sign -1.
@@ -154,8 +161,8 @@ std::vector<Cx> base3(Context& ctx, const std::vector<Cx>& x) {
   Cx u, v;
   if (ctx.widenBase) {
     auto half = [&](Ref a, Ref b) { return g.narrow(g.sub(g.widen(a), g.mul(g.widen(b), 0.5Q))); };
-    u = {half(x[0].r, t.r), half(x[0].i, t.i)};
-    v = {g.narrow(g.mul(g.widen(d.r), s)), g.narrow(g.mul(g.widen(d.i), s))};
+    u = marked(g, {half(x[0].r, t.r), half(x[0].i, t.i)});
+    v = marked(g, {g.narrow(g.mul(g.widen(d.r), s)), g.narrow(g.mul(g.widen(d.i), s))});
   } else {
     u = csub(g, x[0], cscale(g, t, 0.5Q));
     v = cscale(g, d, s);
@@ -195,15 +202,15 @@ std::vector<Cx> base5(Context& ctx, const std::vector<Cx>& x, bool shortened) {
     auto second = [&](Ref x0p, Ref pp, Ref rp) {
       return round(g.add(g.sub(wide(x0p), g.mul(wide(pp), c2)), g.mul(wide(rp), c1)));
     };
-    m1 = {first(x[0].r, p.r, r.r), first(x[0].i, p.i, r.i)};
-    m2 = {second(x[0].r, p.r, r.r), second(x[0].i, p.i, r.i)};
+    m1 = marked(g, {first(x[0].r, p.r, r.r), first(x[0].i, p.i, r.i)});
+    m2 = marked(g, {second(x[0].r, p.r, r.r), second(x[0].i, p.i, r.i)});
   }
   auto prod = [&](Ref a, Q ca, Ref b, Q cb, bool plus) {
     const Ref u = g.mul(wide(a), ca), v = g.mul(wide(b), cb);
     return round(plus ? g.add(u, v) : g.sub(u, v));
   };
-  e1 = {prod(q.i, s1, w.i, s2, false), prod(w.r, s2, q.r, s1, false)};
-  e2 = {prod(q.i, s2, w.i, s1, true), prod(q.r, s2, w.r, s1, true)};
+  e1 = marked(g, {prod(q.i, s1, w.i, s2, false), prod(w.r, s2, q.r, s1, false)});
+  e2 = marked(g, {prod(q.i, s2, w.i, s1, true), prod(q.r, s2, w.r, s1, true)});
   const Cx y1{g.add(m1.r, e1.r), g.add(m1.i, e1.i)}, y4{g.sub(m1.r, e1.r), g.sub(m1.i, e1.i)};
   const Cx y2{g.add(m2.r, e2.r), g.sub(m2.i, e2.i)}, y3{g.sub(m2.r, e2.r), g.add(m2.i, e2.i)};
   return ctx.sign < 0 ? std::vector<Cx>{x0, y1, y2, y3, y4} : std::vector<Cx>{x0, y4, y3, y2, y1};
@@ -227,7 +234,7 @@ std::vector<Cx> direct(Context& ctx, const std::vector<Cx>& x) {
       m = cadd(g, m, cscale(g, p[j], cosTurn(static_cast<long>(j) * k, n)));
       s = cadd(g, s, cscale(g, q[j], sinTurn(static_cast<long>(j) * k, n)));
     }
-    const Cx is = rotate(g, s, ctx.sign);
+    const Cx is = marked(g, rotate(g, s, ctx.sign));
     y[k] = cadd(g, m, is);
     y[n - k] = csub(g, m, is);
   }
@@ -267,7 +274,7 @@ std::vector<Cx> cooleyTukey(Context& ctx, const Recipe& r, const std::vector<Cx>
     std::vector<Cx> in(a);
     for (int j = 0; j < a; ++j) in[j] = x[m + b * j];
     y[m] = build(ctx, r.parts[0], in);
-    for (int u = 0; u < a; ++u) y[m][u] = twiddle(ctx, y[m][u], static_cast<long>(m) * u, n);
+    for (int u = 0; u < a; ++u) y[m][u] = marked(ctx.g, twiddle(ctx, y[m][u], static_cast<long>(m) * u, n));
   }
   std::vector<Cx> out(n);
   for (int u = 0; u < a; ++u) {
@@ -385,7 +392,15 @@ Recipe parseRecipe(const std::string& text, int n) {
   return r;
 }
 
+static std::vector<Cx> buildForm(Context& ctx, const Recipe& r, const std::vector<Cx>& x);
+
 std::vector<Cx> build(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
+  std::vector<Cx> y = buildForm(ctx, r, x);
+  for (Cx& v : y) v = marked(ctx.g, v);
+  return y;
+}
+
+static std::vector<Cx> buildForm(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   switch (r.kind) {
     case Recipe::Factor:
       if (r.n == 5 && r.mark == 'w' && ctx.fiveWLeft > 0) {
@@ -418,7 +433,7 @@ std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse) {
   const Type type = single ? Type::F32 : Type::F64;
   Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, single && (n == 3 || n == 5)};
   std::vector<Cx> x(n);
-  for (int j = 0; j < n; ++j) x[j] = {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)};
+  for (int j = 0; j < n; ++j) x[j] = marked(k->g, {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)});
   for (const Cx& y : build(ctx, parseRecipe(k->recipe, n), x)) {
     k->outputs.push_back(y.r);
     k->outputs.push_back(y.i);

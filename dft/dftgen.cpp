@@ -80,7 +80,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
-    twoWide = paired.complete && paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
+    twoWide = paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
   }
   std::vector<zspgen::Statement> body;
   if (twoWide) {

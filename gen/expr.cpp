@@ -43,6 +43,35 @@ Ref Graph::intern(const Node& n) {
   return r;
 }
 
+namespace {
+uint64_t pairKey(Ref re, Ref im) { return static_cast<uint64_t>(static_cast<uint32_t>(re)) << 32 | static_cast<uint32_t>(im); }
+}  // namespace
+
+// Signs don't part a pair: a negated part is marked by the value it negates.
+// A pair marked already the other way round keeps that order: its swap is a rotation of that value.
+void Graph::markComplex(Ref re, Ref im) {
+  re = unsigned_(re);
+  im = unsigned_(im);
+  if (complex_.count(pairKey(im, re)) != 0) return;
+  complex_.emplace(pairKey(re, im), 1);
+  partner_.emplace(re, std::make_pair(im, true));
+  partner_.emplace(im, std::make_pair(re, false));
+}
+
+Ref Graph::markedPartner(Ref r, bool& isReal) const {
+  auto it = partner_.find(unsigned_(r));
+  if (it == partner_.end()) return -1;
+  isReal = it->second.second;
+  return it->second.first;
+}
+
+bool Graph::markedComplex(Ref re, Ref im) const { return complex_.count(pairKey(unsigned_(re), unsigned_(im))) != 0; }
+
+Ref Graph::unsigned_(Ref r) const {
+  while (node(r).op == Op::Neg) r = node(r).a;
+  return r;
+}
+
 Ref Graph::input(int32_t index, Type type) {
   Node n{Op::Input, type};
   n.input = index;

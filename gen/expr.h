@@ -45,12 +45,21 @@ class Graph {
   Ref widen(Ref a);   // float to double
   Ref narrow(Ref a);  // double to float, rounded once
 
+  // Marks two values as the real and imaginary part of one complex value of the builders. The mark
+  // changes no node; lowerings that keep a complex value in one register use it to keep parts together.
+  void markComplex(Ref re, Ref im);
+  // Whether `re` and `im` were marked as the parts of one complex value, in that order.
+  bool markedComplex(Ref re, Ref im) const;
+  // The first value marked together with `r`, and whether `r` was the real part; -1 if none.
+  Ref markedPartner(Ref r, bool& isReal) const;
+
   const Node& node(Ref r) const { return nodes_[static_cast<size_t>(r)]; }
   size_t size() const { return nodes_.size(); }
   bool isZero(Ref r) const { return node(r).op == Op::Const && node(r).value == 0.0; }
 
  private:
   Ref intern(const Node& n);
+  Ref unsigned_(Ref r) const;
   struct KeyHash {
     size_t operator()(const Node& n) const;
   };
@@ -59,6 +68,8 @@ class Graph {
   };
   std::vector<Node> nodes_;
   std::unordered_map<Node, Ref, KeyHash, KeyEq> index_;
+  std::unordered_map<uint64_t, char> complex_;  // (re << 32 | im) of every marked pair
+  std::unordered_map<Ref, std::pair<Ref, bool>> partner_;
 };
 
 // Nodes that the outputs reach, in evaluation order.

@@ -42,8 +42,22 @@ class Lowering {
         if (const std::string* v = find(fh ? flip(hi) : hi, fl ? flip(lo) : lo))
           return remember(lo, hi, flipped(swapped(*v), fl, fh));
       }
-    // Made the other way round and swapped, where the lanes' structure runs that way.
-    if (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi)) return remember(lo, hi, swapped(pair(hi, lo)));
+    // Made the other way round and swapped, where the builders made them so or the lanes' structure runs
+    // that way.
+    const bool natural = g_.markedComplex(lo.r, hi.r);
+    if (!natural && (g_.markedComplex(hi.r, lo.r) || (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi))))
+      return remember(lo, hi, swapped(pair(hi, lo)));
+    // One value in both lanes: taken from the register of the complex value it belongs to.
+    if (lo.r == hi.r && g_.node(lo.r).op != Op::Input && g_.node(lo.r).op != Op::Const) {
+      bool isReal = false;
+      const Ref other = g_.markedPartner(lo.r, isReal);
+      if (other >= 0) {
+        const std::string v = isReal ? pair({lo.r, false}, {other, false}) : pair({other, false}, {lo.r, false});
+        ++counts_.shuffle;
+        const std::string both = emit((isReal ? "_mm_movedup_pd(" : "_mm_unpackhi_pd(" + v + ", ") + v + ")");
+        return remember(lo, hi, flipped(both, lo.neg, hi.neg));
+      }
+    }
     const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
     if (L.op == Op::Input && H.op == Op::Input) return remember(lo, hi, inputs(lo, hi));
     if (L.op == Op::Const && H.op == Op::Const)
@@ -153,18 +167,41 @@ class Lowering {
   std::string sum(SRef lo, SRef hi) {
     double best = 1e9;
     Split chosen{};
-    for (int i = 0; i < 2; ++i)
-      for (int j = 0; j < 2; ++j)
-        for (int op = 0; op < 3; ++op) {
+    // Terms that pair as complex values of the builders, or as pairs already made, are taken as they
+    // come; the structure is weighed only where they don't.
+    for (int i = 0; i < 2 && best > 0; ++i)
+      for (int j = 0; j < 2 && best > 0; ++j)
+        for (int op = 0; op < 3 && best > 0; ++op) {
           const Split s = split(lo, hi, i, j, op);
-          const double c = cost(s.a[0], s.a[1]) + cost(s.b[0], s.b[1]);
+          const double c = knownCost(s.a[0], s.a[1]) + knownCost(s.b[0], s.b[1]);
           if (c < best) best = c, chosen = s;
         }
+    if (best > 0)
+      for (int i = 0; i < 2; ++i)
+        for (int j = 0; j < 2; ++j)
+          for (int op = 0; op < 3; ++op) {
+            const Split s = split(lo, hi, i, j, op);
+            const double c = cost(s.a[0], s.a[1]) + cost(s.b[0], s.b[1]);
+            if (c < best) best = c, chosen = s;
+          }
     const std::string a = pair(chosen.a[0], chosen.a[1]);
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
     const char* op = chosen.op == Split::Add ? "_mm_add_pd(" : chosen.op == Split::Sub ? "_mm_sub_pd(" : "_mm_addsub_pd(";
     return emit(op + a + ", " + b + ")");
+  }
+
+  // The cost of a pair that is made already or marked as one complex value; a large number otherwise.
+  double knownCost(SRef lo, SRef hi) {
+    lo = norm(lo);
+    hi = norm(hi);
+    if (find(lo, hi)) return 0;
+    for (bool fl : {false, true})
+      for (bool fh : {false, true})
+        if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
+    if (g_.markedComplex(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
+    if (g_.markedComplex(hi.r, lo.r)) return 1;
+    return 100;
   }
 
   // Instructions that a pair will take beyond the ones every choice takes: pairs already made cost
@@ -173,6 +210,9 @@ class Lowering {
     lo = norm(lo);
     hi = norm(hi);
     if (find(lo, hi)) return 0;
+    // The parts of one complex value of the builders: that pair is made once for all its users.
+    if (g_.markedComplex(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
+    if (g_.markedComplex(hi.r, lo.r)) return 1;
     for (bool fl : {false, true})
       for (bool fh : {false, true})
         if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
