@@ -43,6 +43,11 @@ Ref Graph::intern(const Node& n) {
   return r;
 }
 
+Ref Graph::find(const Node& n) const {
+  auto it = index_.find(n);
+  return it == index_.end() ? -1 : it->second;
+}
+
 namespace {
 uint64_t pairKey(Ref re, Ref im) { return static_cast<uint64_t>(static_cast<uint32_t>(re)) << 32 | static_cast<uint32_t>(im); }
 }  // namespace

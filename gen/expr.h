@@ -53,6 +53,9 @@ class Graph {
   // The first value marked together with `r`, and whether `r` was the real part; -1 if none.
   Ref markedPartner(Ref r, bool& isReal) const;
 
+  // The node equal to `n` if the graph has made it, else -1. Makes nothing.
+  Ref find(const Node& n) const;
+
   const Node& node(Ref r) const { return nodes_[static_cast<size_t>(r)]; }
   size_t size() const { return nodes_.size(); }
   bool isZero(Ref r) const { return node(r).op == Op::Const && node(r).value == 0.0; }

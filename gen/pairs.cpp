@@ -44,13 +44,13 @@ class Lowering {
       }
     // Made the other way round and swapped, where the builders made them so or the lanes' structure runs
     // that way.
-    const bool natural = g_.markedComplex(lo.r, hi.r);
-    if (!natural && (g_.markedComplex(hi.r, lo.r) || (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi))))
+    const bool natural = partners(lo.r, hi.r);
+    if (!natural && (partners(hi.r, lo.r) || (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi))))
       return remember(lo, hi, swapped(pair(hi, lo)));
     // One value in both lanes: taken from the register of the complex value it belongs to.
     if (lo.r == hi.r && g_.node(lo.r).op != Op::Input && g_.node(lo.r).op != Op::Const) {
       bool isReal = false;
-      const Ref other = g_.markedPartner(lo.r, isReal);
+      const Ref other = partnerOf(lo.r, isReal, 8);
       if (other >= 0) {
         const std::string v = isReal ? pair({lo.r, false}, {other, false}) : pair({other, false}, {lo.r, false});
         ++counts_.shuffle;
@@ -78,6 +78,45 @@ class Lowering {
 
  private:
   static bool isSum(const Node& n) { return n.op == Op::Add || n.op == Op::Sub; }
+
+  // The other part of the complex value that `v` is a part of: marked by the builders, or else the node
+  // that does to the operands' other parts what `v` does to its operands (the same sum or product in the
+  // other lane of a form written part by part). -1 if there is none within `depth` levels.
+  Ref partnerOf(Ref v, bool& isReal, int depth) {
+    if (const Ref p = g_.markedPartner(v, isReal); p >= 0) return p;
+    if (auto it = partners_.find(v); it != partners_.end()) {
+      isReal = it->second.second;
+      return it->second.first;
+    }
+    const Ref p = derivedPartner(v, isReal, depth);
+    if (p >= 0) partners_.emplace(v, std::make_pair(p, isReal));
+    return p;
+  }
+
+  // Whether `lo` and `hi` are the real and imaginary part of one complex value.
+  bool partners(Ref lo, Ref hi) {
+    bool isReal = false;
+    return partnerOf(lo, isReal, 8) == hi && isReal;
+  }
+
+  Ref derivedPartner(Ref v, bool& isReal, int depth) {
+    const Node& n = g_.node(v);
+    if (depth == 0 || !(isSum(n) || n.op == Op::Mul)) return -1;
+    bool realA = false, realB = false;
+    const Ref pa = partnerOf(n.a, realA, depth - 1);
+    if (pa < 0) return -1;
+    Node m = n;
+    m.a = pa;
+    if (isSum(n)) {
+      const Ref pb = partnerOf(n.b, realB, depth - 1);
+      if (pb < 0 || realB != realA) return -1;
+      m.b = pb;
+    }
+    Ref r = g_.find(m);
+    if (r < 0 && n.op == Op::Add) std::swap(m.a, m.b), r = g_.find(m);
+    isReal = realA;
+    return r;
+  }
   static double sign(SRef s) { return s.neg ? -1.0 : 1.0; }
 
   SRef norm(SRef s) const {
@@ -199,8 +238,8 @@ class Lowering {
     for (bool fl : {false, true})
       for (bool fh : {false, true})
         if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
-    if (g_.markedComplex(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
-    if (g_.markedComplex(hi.r, lo.r)) return 1;
+    if (partners(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
+    if (partners(hi.r, lo.r)) return 1;
     return 100;
   }
 
@@ -211,8 +250,8 @@ class Lowering {
     hi = norm(hi);
     if (find(lo, hi)) return 0;
     // The parts of one complex value of the builders: that pair is made once for all its users.
-    if (g_.markedComplex(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
-    if (g_.markedComplex(hi.r, lo.r)) return 1;
+    if (partners(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
+    if (partners(hi.r, lo.r)) return 1;
     for (bool fl : {false, true})
       for (bool fh : {false, true})
         if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
@@ -316,6 +355,7 @@ class Lowering {
   std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
   std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
   std::unordered_map<uint64_t, std::string> scalars_;
+  std::unordered_map<Ref, std::pair<Ref, bool>> partners_;
 };
 
 }  // namespace
