@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+"""Counts the instructions of every complex DFT kernel in the built library, by kind, beside the
+packed counts the generator wrote for it.
+
+    python3 bench/dft_instructions.py build/core/libzspgenx3.so build/generated/dft/dft_packed_counts.txt
+
+Aligned route only (the exported kernel's body); the `_unaligned` siblings are listed apart by name.
+Prints CSV: name, instructions, packed add/sub, packed mul, shuffles, sign flips, register moves, stack
+accesses, and the generator's packed add/sub and mul.
+"""
+import collections
+import re
+import subprocess
+import sys
+
+KINDS = {
+    "addsub": re.compile(r"^(add|sub|addsub)(pd|ps|sd|ss)$"),
+    "mul": re.compile(r"^mul(pd|ps|sd|ss)$"),
+    "shuffle": re.compile(r"^(shuf|unpckl|unpckh)(pd|ps)$|^mov(ddup|sldup|shdup|hlps|lhps)$"),
+    "flip": re.compile(r"^xor(pd|ps)$"),
+}
+FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspg|owng)DFT(?:Fwd|Inv)_CToC_\d+_(?:32|64)fc(?:_unaligned)?)>:$")
+
+
+def count(library):
+    dump = subprocess.run(["objdump", "-d", "--no-show-raw-insn", library], check=True, capture_output=True,
+                          text=True).stdout
+    counts, current = {}, None
+    for line in dump.splitlines():
+        m = FUNC.match(line)
+        if m:
+            current = counts.setdefault(m.group(1), collections.Counter())
+            continue
+        if not line.strip():
+            current = None
+            continue
+        if current is None or "\t" not in line:
+            continue
+        parts = line.split("\t")[1].split(None, 1)
+        op, args = parts[0], parts[1] if len(parts) > 1 else ""
+        current["all"] += 1
+        for kind, pattern in KINDS.items():
+            if pattern.match(op):
+                current[kind] += 1
+        if op in ("movapd", "movaps", "movupd", "movups", "movsd", "movss", "movq", "movlpd", "movhpd"):
+            current["stack" if "(%rsp)" in args or "(%rbp)" in args else "move"] += 1
+    return counts
+
+
+def main():
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    packed = {}
+    for line in open(sys.argv[2]):
+        if line.startswith("#"):
+            continue
+        n, precision, direction, shape, addsub, mul = line.split()[:6]
+        name = f"x3_zspgDFT{'Fwd' if direction == 'fwd' else 'Inv'}_CToC_{n}_{precision}"
+        packed[name] = (shape, addsub, mul)
+    print("name,shape,instructions,addsub,mul,shuffle,flip,moves,stack,generator_addsub,generator_mul")
+    for name, c in sorted(count(sys.argv[1]).items(), key=lambda kv: (int(kv[0].split("_")[3]), kv[0])):
+        shape, addsub, mul = packed.get(name.replace("owng", "zspg").replace("_unaligned", ""), ("", "", ""))
+        print(f"{name},{shape},{c['all']},{c['addsub']},{c['mul']},{c['shuffle']},{c['flip']},{c['move']},"
+              f"{c['stack']},{addsub},{mul}")
+
+
+if __name__ == "__main__":
+    main()
