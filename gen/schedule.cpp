@@ -41,12 +41,22 @@ class Scheduler {
     }
   }
 
+  // Both ways of cutting a connected piece, and of the two orders the one that keeps fewer values
+  // beyond the registers.
   std::vector<size_t> order() {
-    std::vector<size_t> all(body_.size());
-    std::iota(all.begin(), all.end(), size_t{0});
-    place(all);
-    keepLoadsBeforeStores();
-    return order_;
+    std::vector<size_t> best;
+    long bestExcess = -1;
+    for (bool narrow : {false, true}) {
+      narrowCuts_ = narrow;
+      order_.clear();
+      std::vector<size_t> all(body_.size());
+      std::iota(all.begin(), all.end(), size_t{0});
+      place(all);
+      keepLoadsBeforeStores();
+      const long excess = excessLive(order_);
+      if (bestExcess < 0 || excess < bestExcess) bestExcess = excess, best = order_;
+    }
+    return best;
   }
 
  private:
@@ -83,7 +93,8 @@ class Scheduler {
     }
 
     // One connected piece: depth from the piece's sources, with each source moved down to just before
-    // its first use, then the halves by depth.
+    // its first use, then the halves by depth: at the middle depth, or at the depth in the middle half
+    // that the fewest values cross.
     int deepest = 0;
     for (size_t i : set) {
       int l = 0;
@@ -101,7 +112,22 @@ class Scheduler {
       if (first > 0) level_[i] = first - 1;
     }
     for (size_t i : set) deepest = std::max(deepest, level_[i]);
-    const int cut = (deepest + 1) / 2;
+    int cut = (deepest + 1) / 2;
+    if (narrowCuts_ && deepest >= 2) {
+      // Values made below each depth and used at it or above.
+      std::vector<int> crossing(static_cast<size_t>(deepest) + 2, 0);
+      for (size_t i : set) {
+        int last = -1;
+        for (size_t u : users_[i])
+          if (inSet(u)) last = std::max(last, level_[u]);
+        for (int c = level_[i] + 1; c <= last; ++c) ++crossing[static_cast<size_t>(c)];
+      }
+      const int lo = std::max(1, deepest / 4), hi = std::max(lo, deepest - deepest / 4);
+      int best = cut;
+      for (int c = lo; c <= hi; ++c)
+        if (crossing[c] < crossing[best] || (crossing[c] == crossing[best] && std::abs(c - cut) < std::abs(best - cut))) best = c;
+      cut = best;
+    }
     std::vector<size_t> early, late;
     for (size_t i : set) (level_[i] < cut ? early : late).push_back(i);
     if (early.empty() || late.empty()) {
@@ -110,6 +136,28 @@ class Scheduler {
     }
     place(early);
     place(late);
+  }
+
+  // Sum over the statements of the values live beyond the registers there: a measure of the spills
+  // that an order asks for.
+  long excessLive(const std::vector<size_t>& order) const {
+    std::vector<size_t> position(body_.size());
+    for (size_t p = 0; p < order.size(); ++p) position[order[p]] = p;
+    std::vector<int> delta(order.size() + 1, 0);
+    for (size_t i = 0; i < body_.size(); ++i) {
+      if (body_[i].defines.empty() || users_[i].empty()) continue;
+      size_t last = position[i];
+      for (size_t u : users_[i]) last = std::max(last, position[u]);
+      ++delta[position[i]];
+      --delta[last];
+    }
+    long excess = 0;
+    int live = 0;
+    for (size_t p = 0; p < order.size(); ++p) {
+      live += delta[p];
+      excess += std::max(0, live - kRegisters);
+    }
+    return excess;
   }
 
   // A store that the order put before the last load waits for it: in place, that load may read the
@@ -134,6 +182,8 @@ class Scheduler {
   std::vector<int> mark_, level_;
   std::vector<size_t> order_;
   int stamp_ = 0;
+  bool narrowCuts_ = false;
+  static constexpr int kRegisters = 16;
 };
 
 }  // namespace

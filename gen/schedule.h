@@ -4,8 +4,9 @@
 // far longer than the arithmetic needs: every sample is loaded at the top, every result waits for the
 // stores at the bottom. The order here follows the shape of the data flow instead. A body whose
 // statements fall into independent groups runs one group after the other; a body that is one connected
-// piece is cut at the middle of its depth, the half on the load side first, and each half is ordered
-// the same way. For a transform that puts each sub-transform of a stage together, stage after stage,
+// piece is cut in two by depth, the half on the load side first, and each half is ordered the same way.
+// The cut lies at the middle depth, or at the depth in the middle half that the fewest values cross;
+// of the two orders, the body takes the one that keeps fewer values beyond the sixteen registers. For a transform that puts each sub-transform of a stage together, stage after stage,
 // so what is live at any point is about one sub-transform's values plus the results waiting between
 // stages.
 //
