@@ -23,9 +23,6 @@ std::string signMask(bool lo, bool hi) {
   return std::string("_mm_set_pd(") + (hi ? "-0.0" : "0.0") + ", " + (lo ? "-0.0" : "0.0") + ")";
 }
 
-// How many pairings one kernel may weigh before the lowering gives up on it.
-constexpr size_t kWeighBudget = 400000;
-
 class Lowering {
  public:
   Lowering(const Graph& g, std::string (*sample)(int32_t)) : g_(g), sample_(sample) {}
@@ -42,10 +39,9 @@ class Lowering {
         if (const std::string* v = find(fh ? flip(hi) : hi, fl ? flip(lo) : lo))
           return remember(lo, hi, flipped(swapped(*v), fl, fh));
       }
-    // Made the other way round and swapped, where the builders made them so or the lanes' structure runs
-    // that way.
+    // Made the other way round and swapped, where the builders made them so.
     const bool natural = partners(lo.r, hi.r);
-    if (!natural && (partners(hi.r, lo.r) || (!exhausted_ && directCost(hi, lo) + 1 < directCost(lo, hi))))
+    if (!natural && partners(hi.r, lo.r))
       return remember(lo, hi, swapped(pair(hi, lo)));
     // One value in both lanes: taken from the register of the complex value it belongs to.
     if (lo.r == hi.r && g_.node(lo.r).op != Op::Input && g_.node(lo.r).op != Op::Const) {
@@ -74,7 +70,6 @@ class Lowering {
   std::string (*sample_)(int32_t);
   std::vector<Statement> body_;
   PairCounts counts_;
-  bool exhausted() const { return exhausted_; }
 
  private:
   static bool isSum(const Node& n) { return n.op == Op::Add || n.op == Op::Sub; }
@@ -203,11 +198,11 @@ class Lowering {
     return s;
   }
 
+  // The terms pair as the complex values they belong to, or as pairs made already; of the ways to split
+  // two sums, the one that needs the fewest swaps and sign flips.
   std::string sum(SRef lo, SRef hi) {
     double best = 1e9;
     Split chosen{};
-    // Terms that pair as complex values of the builders, or as pairs already made, are taken as they
-    // come; the structure is weighed only where they don't.
     for (int i = 0; i < 2 && best > 0; ++i)
       for (int j = 0; j < 2 && best > 0; ++j)
         for (int op = 0; op < 3 && best > 0; ++op) {
@@ -215,14 +210,6 @@ class Lowering {
           const double c = knownCost(s.a[0], s.a[1]) + knownCost(s.b[0], s.b[1]);
           if (c < best) best = c, chosen = s;
         }
-    if (best > 0)
-      for (int i = 0; i < 2; ++i)
-        for (int j = 0; j < 2; ++j)
-          for (int op = 0; op < 3; ++op) {
-            const Split s = split(lo, hi, i, j, op);
-            const double c = cost(s.a[0], s.a[1]) + cost(s.b[0], s.b[1]);
-            if (c < best) best = c, chosen = s;
-          }
     const std::string a = pair(chosen.a[0], chosen.a[1]);
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
@@ -241,66 +228,6 @@ class Lowering {
     if (partners(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
     if (partners(hi.r, lo.r)) return 1;
     return 100;
-  }
-
-  // Instructions that a pair will take beyond the ones every choice takes: pairs already made cost
-  // nothing, or one instruction when swapped or sign-flipped; others what their structure costs.
-  double cost(SRef lo, SRef hi) {
-    lo = norm(lo);
-    hi = norm(hi);
-    if (find(lo, hi)) return 0;
-    // The parts of one complex value of the builders: that pair is made once for all its users.
-    if (partners(lo.r, hi.r)) return lo.neg || hi.neg ? 1 : 0;
-    if (partners(hi.r, lo.r)) return 1;
-    for (bool fl : {false, true})
-      for (bool fh : {false, true})
-        if (find(fl ? flip(lo) : lo, fh ? flip(hi) : hi) || find(fh ? flip(hi) : hi, fl ? flip(lo) : lo)) return 1;
-    return shapeCost(lo, hi);
-  }
-
-  // The same by structure alone, all the way down to the inputs: made directly, or made the other way
-  // round and swapped. Remembered for every pair weighed, up to a budget per kernel.
-  double shapeCost(SRef lo, SRef hi) {
-    lo = norm(lo);
-    hi = norm(hi);
-    const std::pair<uint64_t, uint64_t> k{key(lo), key(hi)};
-    if (auto it = shapeCost_.find(k); it != shapeCost_.end()) return it->second;
-    if (shapeCost_.size() > kWeighBudget) {
-      exhausted_ = true;
-      return 1;
-    }
-    const double c = std::min(directCost(lo, hi), 1 + directCost(hi, lo));
-    shapeCost_.emplace(k, c);
-    return c;
-  }
-
-  double directCost(SRef lo, SRef hi) {
-    const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
-    const double signs = (lo.neg || hi.neg) ? 1 : 0;
-    if (L.op == Op::Input && H.op == Op::Input) {
-      const bool natural = L.input / 2 == H.input / 2 && L.input % 2 == 0 && H.input % 2 == 1;
-      return (natural ? 0 : 1) + signs;
-    }
-    if (L.op == Op::Const && H.op == Op::Const) return 0.5;
-    if (L.op == Op::Mul && H.op == Op::Mul) return 1 + shapeCost({L.a, false}, {H.a, false});
-    if ((L.op == Op::Mul) != (H.op == Op::Mul) && L.op != Op::Const && H.op != Op::Const) {
-      const SRef a = L.op == Op::Mul ? SRef{L.a, false} : SRef{lo.r, false};
-      const SRef b = H.op == Op::Mul ? SRef{H.a, false} : SRef{hi.r, false};
-      return 1.5 + shapeCost(a, b);
-    }
-    if (isSum(L) && isSum(H)) {
-      double best = 1e9;
-      for (int i = 0; i < 2 && best > 0; ++i)
-        for (int j = 0; j < 2 && best > 0; ++j)
-          for (int op = 0; op < 3 && best > 0; ++op) {
-            const Split s = split(lo, hi, i, j, op);
-            const double a = shapeCost(s.a[0], s.a[1]);
-            if (a >= best) continue;
-            best = std::min(best, a + shapeCost(s.b[0], s.b[1]));
-          }
-      return 1 + best;
-    }
-    return 8;
   }
 
   // No rule pairs the lanes: each is computed as a scalar, taken from a register where it already
@@ -347,11 +274,6 @@ class Lowering {
   }
 
   int next_ = 0;
-  bool exhausted_ = false;
-  struct PairHash {
-    size_t operator()(const std::pair<uint64_t, uint64_t>& p) const { return p.first * 0x9E3779B97F4A7C15ull ^ p.second; }
-  };
-  std::unordered_map<std::pair<uint64_t, uint64_t>, double, PairHash> shapeCost_;
   std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
   std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
   std::unordered_map<uint64_t, std::string> scalars_;
@@ -367,7 +289,6 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
   for (const auto& [lo, hi] : outputs) code.outputs.push_back(l.pair({lo, false}, {hi, false}));
   code.body = std::move(l.body_);
   code.counts = l.counts_;
-  code.complete = !l.exhausted();
   return code;
 }
 

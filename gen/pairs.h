@@ -3,7 +3,8 @@
 //
 // The lowering starts at the output pairs (real part, imaginary part) and walks down: two additions or
 // subtractions become one packed addition, subtraction or add-sub (low lane subtracts, high lane adds),
-// with the terms paired in whichever order needs the fewest lane swaps and sign flips; two
+// with the terms paired as the parts of the complex values the builders made (marked on the graph, or
+// found through the operands' partners), in whichever order needs the fewest lane swaps and sign flips; two
 // multiplications by constants become one packed multiplication by a constant pair; two parts of one
 // input sample are that sample's register. Negations travel down into constants and operand orders and
 // cost an exclusive-or only where they reach an input. Values that no such rule pairs are computed as
@@ -33,7 +34,6 @@ struct PairCode {
   std::vector<Statement> body;       // in dependency order
   std::vector<std::string> outputs;  // one __m128d expression per output pair
   PairCounts counts;
-  bool complete = true;  // false: the pairings to weigh ran over the budget; the code is right but poor
 };
 
 // `outputs` are (low, high) node pairs; `sampleName(k)` names the register that holds input sample k
