@@ -137,17 +137,19 @@ std::vector<Cx> instance(Context& ctx, int site, const Recipe& r, const std::vec
 }
 
 // in * (c + i s), made by `make` on the graph; where the structure is traced, the product is left to
-// the lowering, which multiplies whole lanes at once, and its result is a value of its own.
+// the lowering, which multiplies whole lanes at once, and its result is a value of its own (the graph's
+// own nodes stay beside it, for lanes that all multiply by one constant).
 template <class Make>
 Cx product(Context& ctx, Cx in, Q c, Q s, Make make) {
-  if (!ctx.trace) return make();
+  const Cx made = make();
+  if (!ctx.trace) return made;
   if (c == 1 && s == 0) {
-    ctx.trace->product(in.r, in.i, in.r, in.i, c, s);
+    ctx.trace->product(in.r, in.i, in.r, in.i, made.r, made.i, c, s);
     return in;
   }
   const int32_t k = zspgen::lanes4::kProductInputs + 2 * static_cast<int32_t>(ctx.trace->products.size());
   const Cx out{ctx.g.input(k, ctx.type), ctx.g.input(k + 1, ctx.type)};
-  ctx.trace->product(in.r, in.i, out.r, out.i, c, s);
+  ctx.trace->product(in.r, in.i, out.r, out.i, made.r, made.i, c, s);
   return out;
 }
 

@@ -35,8 +35,8 @@ void Trace::endInstance(int instance, Ref end) {
   open.pop_back();
 }
 
-void Trace::product(Ref inR, Ref inI, Ref outR, Ref outI, __float128 c, __float128 s) {
-  products.push_back({inR, inI, outR, outI, c, s});
+void Trace::product(Ref inR, Ref inI, Ref outR, Ref outI, Ref madeR, Ref madeI, __float128 c, __float128 s) {
+  products.push_back({inR, inI, outR, outI, madeR, madeI, c, s});
 }
 
 namespace {
@@ -174,14 +174,33 @@ class Lowering {
            const std::string& indent)
       : g_(g), t_(t), outputs_(outputs), samples_(samples), contiguous_(contiguous), indent_(indent),
         where_(g.size()), done_(t.products.size(), 0), inputs_(static_cast<size_t>(2 * samples), -1) {
-    for (size_t r = 0; r < g.size(); ++r)
-      if (g.node(static_cast<Ref>(r)).op == Op::Input && g.node(static_cast<Ref>(r)).input < 2 * samples) inputs_[static_cast<size_t>(g.node(static_cast<Ref>(r)).input)] = static_cast<Ref>(r);
+    for (size_t r = 0; r < g.size(); ++r) {
+      const Node& n = g.node(static_cast<Ref>(r));
+      if (n.op == Op::Input && n.input < 2 * samples) inputs_[static_cast<size_t>(n.input)] = static_cast<Ref>(r);
+    }
     for (size_t p = 0; p < t.products.size(); ++p) {
       const Trace::Product& x = t.products[p];
       productIn_.emplace(pairKey(x.outR, x.outI), static_cast<int>(p));
       if (!identity(x)) {
         productOut_.emplace(x.outR, static_cast<int>(p));
         productOut_.emplace(x.outI, static_cast<int>(p));
+      }
+    }
+    // What the outputs reach, through products to their inputs.
+    live_.assign(g.size(), 0);
+    std::vector<Ref> work(outputs.begin(), outputs.end());
+    while (!work.empty()) {
+      const Ref r = work.back();
+      work.pop_back();
+      if (r < 0 || live_[static_cast<size_t>(r)]) continue;
+      live_[static_cast<size_t>(r)] = 1;
+      const Node& n = g.node(r);
+      work.push_back(n.a);
+      work.push_back(n.b);
+      auto prod = productOut_.find(r);
+      if (prod != productOut_.end()) {
+        work.push_back(t.products[static_cast<size_t>(prod->second)].inR);
+        work.push_back(t.products[static_cast<size_t>(prod->second)].inI);
       }
     }
   }
@@ -246,11 +265,12 @@ class Lowering {
     return signatures_.emplace(inst, std::move(sig)).first->second;
   }
 
+  // Arithmetic of an instance that the outputs need.
   int operations(int inst) {
     int n = 0;
     for (Ref r : body(inst)) {
       const Op op = g_.node(r).op;
-      n += op == Op::Add || op == Op::Sub || op == Op::Mul;
+      n += live_[static_cast<size_t>(r)] && (op == Op::Add || op == Op::Sub || op == Op::Mul);
     }
     return n;
   }
@@ -353,8 +373,24 @@ class Lowering {
     for (const std::vector<int>& v : inside) alike = alike && v.size() == inside[0].size();
     for (size_t q = 0; alike && q < inside[0].size(); ++q) {
       std::array<int, kLanes> lane = {-1, -1, -1, -1};
-      for (size_t l = 0; l < grp.size(); ++l) lane[l] = inside[l][q];
-      packProducts(lane);
+      bool same = true;  // one constant in all lanes: the graph's own evaluation, packed with the rest
+      for (size_t l = 0; l < grp.size(); ++l) {
+        lane[l] = inside[l][q];
+        const Trace::Product &x = t_.products[static_cast<size_t>(lane[l])], &x0 = t_.products[static_cast<size_t>(lane[0])];
+        same = same && x.c == x0.c && x.s == x0.s && !where_[static_cast<size_t>(x.madeR)].empty() &&
+               !where_[static_cast<size_t>(x.madeI)].empty();
+      }
+      if (!same) {
+        packProducts(lane);
+        continue;
+      }
+      for (size_t l = 0; l < grp.size(); ++l) {
+        const Trace::Product& x = t_.products[static_cast<size_t>(lane[l])];
+        const std::vector<Loc> r = where_[static_cast<size_t>(x.madeR)], i = where_[static_cast<size_t>(x.madeI)];
+        for (const Loc& at : r) locate(x.outR, {at.pack, at.vec, at.lane});
+        for (const Loc& at : i) locate(x.outI, {at.pack, at.vec, at.lane});
+        done_[static_cast<size_t>(lane[l])] = 1;
+      }
     }
     groups_.push_back(grp);
   }
@@ -726,6 +762,7 @@ class Lowering {
   std::vector<std::vector<Loc>> where_;
   std::vector<char> done_;
   std::vector<Ref> inputs_;  // the node of each loaded part
+  std::vector<char> live_;   // what the outputs reach, products left aside
   std::unordered_map<uint64_t, int> productIn_;  // (real, imaginary) result -> product
   std::unordered_map<Ref, int> productOut_;      // result part -> product, for products that multiply
   std::vector<Pack> packs_;

@@ -44,7 +44,8 @@ struct Trace {
   };
   struct Product {
     Ref inR, inI, outR, outI;
-    __float128 c, s;  // out = in * (c + i s)
+    Ref madeR, madeI;  // the graph's own evaluation of the product, by special forms where they apply
+    __float128 c, s;   // out = in * (c + i s)
   };
   std::vector<Site> sites;
   std::vector<Instance> instances;
@@ -54,7 +55,7 @@ struct Trace {
   int openSite();
   int beginInstance(int site, std::vector<Ref> inputs, Ref begin);
   void endInstance(int instance, Ref end);
-  void product(Ref inR, Ref inI, Ref outR, Ref outI, __float128 c, __float128 s);
+  void product(Ref inR, Ref inI, Ref outR, Ref outI, Ref madeR, Ref madeI, __float128 c, __float128 s);
 };
 
 struct Counts {
