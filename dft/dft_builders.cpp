@@ -117,13 +117,62 @@ Cx cmul(Graph& g, Cx a, Q c, Q s) {
 // a * (+i) for sign +1, a * (-i) for sign -1.
 Cx rotate(Graph& g, Cx a, int sign) { return sign > 0 ? Cx{g.neg(a.i), a.r} : Cx{a.i, g.neg(a.r)}; }
 
+// ---- the trace of the structure (nothing happens without one) -------------------------------------
+
+int openSite(Context& ctx) { return ctx.trace ? ctx.trace->openSite() : -1; }
+
+int beginInstance(Context& ctx, int site, const std::vector<Cx>& in) {
+  if (!ctx.trace) return -1;
+  std::vector<Ref> parts;
+  for (const Cx& v : in) {
+    parts.push_back(v.r);
+    parts.push_back(v.i);
+  }
+  return ctx.trace->beginInstance(site, std::move(parts), static_cast<Ref>(ctx.g.size()));
+}
+
+void endInstance(Context& ctx, int instance) {
+  if (ctx.trace) ctx.trace->endInstance(instance, static_cast<Ref>(ctx.g.size()));
+}
+
+// The sub-transform `r` on `in`, recorded as one instance of `site`.
+std::vector<Cx> instance(Context& ctx, int site, const Recipe& r, const std::vector<Cx>& in) {
+  const int id = beginInstance(ctx, site, in);
+  std::vector<Cx> out = build(ctx, r, in);
+  endInstance(ctx, id);
+  return out;
+}
+
+// in * (c + i s), made by `make` on the graph; where the structure is traced, the product is left to
+// the lowering, which multiplies whole lanes at once, and its result is a value of its own (the graph's
+// own nodes stay beside it, for lanes that all multiply by one constant).
+template <class Make>
+Cx product(Context& ctx, Cx in, Q c, Q s, Make make) {
+  const Cx made = make();
+  if (!ctx.trace) return made;
+  if (c == 1 && s == 0) {
+    ctx.trace->product(in.r, in.i, in.r, in.i, made.r, made.i, c, s);
+    return in;
+  }
+  const int32_t k = zspgen::lanes4::kProductInputs + 2 * static_cast<int32_t>(ctx.trace->products.size());
+  const Cx out{ctx.g.input(k, ctx.type), ctx.g.input(k + 1, ctx.type)};
+  ctx.trace->product(in.r, in.i, out.r, out.i, made.r, made.i, c, s);
+  return out;
+}
+
 Q snap(Q v) { return fabsq(v) < 1e-30Q ? 0.0Q : v; }
 Q cosTurn(long e, long n) { return snap(cosq(2 * M_PIq * static_cast<Q>(e) / static_cast<Q>(n))); }
 Q sinTurn(long e, long n) { return snap(sinq(2 * M_PIq * static_cast<Q>(e) / static_cast<Q>(n))); }
 
 // a * exp(sign * 2*pi*i*e/n). Quarter turns are exact; odd eighths take the sum and difference of the
 // two parts times sqrt(1/2) (2 multiplications, 2 additions).
+Cx twiddleOf(Context& ctx, Cx a, long e, long n);
+
 Cx twiddle(Context& ctx, Cx a, long e, long n) {
+  return product(ctx, a, cosTurn(e % n, n), ctx.sign * sinTurn(e % n, n), [&] { return twiddleOf(ctx, a, e, n); });
+}
+
+Cx twiddleOf(Context& ctx, Cx a, long e, long n) {
   Graph& g = ctx.g;
   e %= n;
   if (e == 0) return a;
@@ -250,18 +299,20 @@ long modInverse(long a, long m) {
 std::vector<Cx> goodThomas(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   const int a = r.parts[0].n, b = r.parts[1].n, n = a * b;
   std::vector<std::vector<Cx>> y(b);
+  const int first = openSite(ctx);
   for (int j2 = 0; j2 < b; ++j2) {
     std::vector<Cx> in(a);
     for (int j1 = 0; j1 < a; ++j1) in[j1] = x[(b * j1 + a * j2) % n];
-    y[j2] = build(ctx, r.parts[0], in);
+    y[j2] = instance(ctx, first, r.parts[0], in);
   }
   const long ea = static_cast<long>(b) * modInverse(b % a == 0 ? 1 : b % a, a) % n;  // 1 mod a, 0 mod b
   const long eb = static_cast<long>(a) * modInverse(a % b, b) % n;                  // 0 mod a, 1 mod b
   std::vector<Cx> out(n);
+  const int second = openSite(ctx);
   for (int k1 = 0; k1 < a; ++k1) {
     std::vector<Cx> in(b);
     for (int j2 = 0; j2 < b; ++j2) in[j2] = y[j2][k1];
-    const std::vector<Cx> z = build(ctx, r.parts[1], in);
+    const std::vector<Cx> z = instance(ctx, second, r.parts[1], in);
     for (int k2 = 0; k2 < b; ++k2) out[(ea * k1 + eb * k2) % n] = z[k2];
   }
   return out;
@@ -270,17 +321,19 @@ std::vector<Cx> goodThomas(Context& ctx, const Recipe& r, const std::vector<Cx>&
 std::vector<Cx> cooleyTukey(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   const int a = r.parts[0].n, b = r.parts[1].n, n = a * b;
   std::vector<std::vector<Cx>> y(b);
+  const int first = openSite(ctx);
   for (int m = 0; m < b; ++m) {
     std::vector<Cx> in(a);
     for (int j = 0; j < a; ++j) in[j] = x[m + b * j];
-    y[m] = build(ctx, r.parts[0], in);
+    y[m] = instance(ctx, first, r.parts[0], in);
     for (int u = 0; u < a; ++u) y[m][u] = marked(ctx.g, twiddle(ctx, y[m][u], static_cast<long>(m) * u, n));
   }
   std::vector<Cx> out(n);
+  const int second = openSite(ctx);
   for (int u = 0; u < a; ++u) {
     std::vector<Cx> in(b);
     for (int m = 0; m < b; ++m) in[m] = y[m][u];
-    const std::vector<Cx> z = build(ctx, r.parts[1], in);
+    const std::vector<Cx> z = instance(ctx, second, r.parts[1], in);
     for (int v = 0; v < b; ++v) out[u + a * v] = z[v];
   }
   return out;
@@ -310,7 +363,8 @@ std::vector<Cx> rader(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
       br += cosq(angle);
       bi += sinq(angle);
     }
-    spectrum[m] = cmul(g, spectrum[m], snap(br / len), snap(bi / len));
+    const Cx v = spectrum[m];
+    spectrum[m] = product(ctx, v, snap(br / len), snap(bi / len), [&] { return cmul(g, v, snap(br / len), snap(bi / len)); });
   }
   // x[0] joins the constant term, so that the inverse transform adds it to every output at once.
   spectrum[0] = cadd(g, spectrum[0], x[0]);
@@ -329,7 +383,11 @@ std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& 
   const long h = (n + 1) / 2;
   auto chirpAngle = [&](long k) { return ctx.sign * 2 * M_PIq * static_cast<Q>(h * k % n * k % n) / n; };
   std::vector<Cx> y(len, Cx{g.zero(ctx.type), g.zero(ctx.type)});
-  for (int k = 0; k < n; ++k) y[k] = cmul(g, x[k], snap(cosq(chirpAngle(k))), snap(sinq(chirpAngle(k))));
+  auto chirp = [&](Cx v, long k) {
+    const Q c = snap(cosq(chirpAngle(k))), s = snap(sinq(chirpAngle(k)));
+    return product(ctx, v, c, s, [&] { return cmul(g, v, c, s); });
+  };
+  for (int k = 0; k < n; ++k) y[k] = chirp(x[k], k);
   std::vector<Cx> spectrum = build(ctx, r.parts[0], y);
   for (int m = 0; m < len; ++m) {
     Q hr = 0, hi = 0;  // H[m] = (1/L) sum_d f[d] w^(d m), f[d] = conj(c[|d|]) for |d| < n
@@ -340,7 +398,8 @@ std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& 
       hr += cosq(angle);
       hi += sinq(angle);
     }
-    spectrum[m] = cmul(g, spectrum[m], snap(hr / len), snap(hi / len));
+    const Cx v = spectrum[m];
+    spectrum[m] = product(ctx, v, snap(hr / len), snap(hi / len), [&] { return cmul(g, v, snap(hr / len), snap(hi / len)); });
   }
   // The opposite transform has a chain of its own: only its first n outputs are kept, so its last stages
   // are pruned the more, the fewer of their outputs are needed.
@@ -348,7 +407,7 @@ std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& 
   const std::vector<Cx> z = build(ctx, r.parts[1], spectrum);
   ctx.sign = -ctx.sign;
   std::vector<Cx> out(n);
-  for (int k = 0; k < n; ++k) out[k] = cmul(g, z[k], snap(cosq(chirpAngle(k))), snap(sinq(chirpAngle(k))));
+  for (int k = 0; k < n; ++k) out[k] = chirp(z[k], k);
   return out;
 }
 
@@ -426,12 +485,12 @@ static std::vector<Cx> buildForm(Context& ctx, const Recipe& r, const std::vecto
   return {};
 }
 
-std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse) {
+std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse, zspgen::lanes4::Trace* trace) {
   auto k = std::make_unique<KernelGraph>();
   const RecipeLine& line = recipeLine(n);
   k->recipe = single ? line.single : line.dbl;
   const Type type = single ? Type::F32 : Type::F64;
-  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, single && (n == 3 || n == 5)};
+  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, single && (n == 3 || n == 5), trace};
   std::vector<Cx> x(n);
   for (int j = 0; j < n; ++j) x[j] = marked(k->g, {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)});
   for (const Cx& y : build(ctx, parseRecipe(k->recipe, n), x)) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "gen/expr.h"
+#include "gen/lanes4.h"
 
 namespace zsp::dft {
 
@@ -38,6 +39,7 @@ struct Context {
   int sign;          // -1: exp(-2*pi*i*n*k/N), the forward kernels; +1: the inverse kernels
   int fiveWLeft;     // 5-point transforms that may still take the shortened form
   bool widenBase;    // the 3- and 5-point kernels of single precision: constant products in double
+  zspgen::lanes4::Trace* trace = nullptr;  // where the structure of the graph is recorded, if anywhere
 };
 
 std::vector<Cx> build(Context& ctx, const Recipe& recipe, const std::vector<Cx>& x);
@@ -48,7 +50,7 @@ struct KernelGraph {
   std::vector<Ref> outputs;
   std::string recipe;
 };
-std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse);
+std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse, zspgen::lanes4::Trace* trace = nullptr);
 
 int primitiveRoot(int p);
 

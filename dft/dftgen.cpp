@@ -19,6 +19,7 @@
 #include "dft/dft_recipes.h"
 #include "gen/expr.h"
 #include "gen/generated_file.h"
+#include "gen/lanes4.h"
 #include "gen/pairs.h"
 #include "gen/schedule.h"
 
@@ -82,8 +83,29 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
     twoWide = paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
   }
+  // Single precision from 6 samples on runs four lanes in split form. Cooley-Tukey and chirp recipes
+  // read and write neighbouring samples in pairs; the index maps of Good-Thomas and Rader recipes
+  // scatter them, so those move each sample alone.
+  zspgen::lanes4::Code lanes;
+  if (single && n >= 6) {
+    zspgen::lanes4::Trace trace;
+    const std::unique_ptr<KernelGraph> traced = zsp::dft::buildKernel(n, single, inverse, &trace);
+    const zsp::dft::Recipe::Kind kind = zsp::dft::parseRecipe(k.recipe, n).kind;
+    const bool contiguous = kind == zsp::dft::Recipe::CooleyTukey || kind == zsp::dft::Recipe::Bluestein;
+    lanes = zspgen::lanes4::emit(traced->g, trace, traced->outputs, n, contiguous, "  ");
+  }
   std::vector<zspgen::Statement> body;
-  if (twoWide) {
+  if (lanes.ok) {
+    s << "  const float* src = reinterpret_cast<const float*>(pSrc);\n";
+    s << "  float* dst = reinterpret_cast<float*>(pDst);\n";
+    s << lanes.statements;
+    e.packed = {};
+    e.packed.addsub = lanes.counts.addsub;
+    e.packed.mul = lanes.counts.mul;
+    e.packed.shuffle = lanes.counts.shuffle;
+    e.packed.flip = lanes.counts.flip;
+    e.shape = "4-wide";
+  } else if (twoWide) {
     s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
     s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
     for (int j = 0; j < n; ++j)

@@ -183,11 +183,11 @@ void DftKernel::placesAndOffsets() {
   for (bool inverse : {false, true}) {
     const std::vector<T> expect = run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN);
     for (size_t so = 0; so < 16; ++so)
-      for (size_t d = 0; d < 16; d += (so == 0 ? 1 : 5))
+      for (size_t d = 0; d < 16; d += (so % 4 == 0 ? 1 : 5))
         ASSERT_TRUE(sameBits(run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN, so, d), expect))
             << "length " << n << " offsets " << so << "," << d;
-    // In place, aligned and not, gives the same bits as out of place.
-    for (size_t offset : {size_t(0), size_t(4), size_t(8), size_t(13)}) {
+    // In place, at every byte offset, gives the same bits as out of place.
+    for (size_t offset = 0; offset < 16; ++offset) {
       std::vector<unsigned char> buf(x.size() * sizeof(T) + 32);
       unsigned char* p = buf.data() + ((16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16) + offset;
       std::memcpy(p, x.data(), x.size() * sizeof(T));
@@ -432,6 +432,44 @@ int checkSiblings(const zsp::test::LibrarySymbols& lib) {
 TEST(DftRoutes, UnalignedSiblingsStandWhereTheRoutesSplit) {
   const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgDFTFwd_CToC_32fc));
   EXPECT_EQ(checkSiblings<float>(lib) + checkSiblings<double>(lib), 234);
+}
+
+// Single-precision arithmetic instructions in a function's code: (packed, scalar) counts of addps,
+// subps and mulps against addss, subss and mulss, told by their opcodes and prefixes. A byte scan, not a
+// decoder: the counts are close, not exact.
+std::pair<int, int> singleArithmetic(const unsigned char* code, size_t size) {
+  int packed = 0, scalar = 0;
+  for (size_t k = 2; k + 1 < size; ++k) {
+    if (code[k] != 0x0F || (code[k + 1] != 0x58 && code[k + 1] != 0x59 && code[k + 1] != 0x5C)) continue;
+    const bool rex = (code[k - 1] & 0xF0) == 0x40;
+    const unsigned char before = rex ? code[k - 2] : code[k - 1];
+    if (before == 0xF3) {
+      ++scalar;
+    } else if (before != 0x66 && before != 0xF2) {
+      ++packed;
+    }
+  }
+  return {packed, scalar};
+}
+
+// From 6 samples on the single-precision kernels compute in four lanes: the body of each route (the
+// sibling, or the kernel that holds both) does its arithmetic in packed instructions only.
+TEST(DftRoutes, SinglePrecisionFromSixSamplesRunsFourLanes) {
+  const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgDFTFwd_CToC_32fc));
+  for (int n = 6; n <= 64; ++n)
+    for (const char* dir : {"Fwd", "Inv"}) {
+      const std::string kernel = std::string("zspgDFT") + dir + "_CToC_" + std::to_string(n) + "_32fc";
+      const std::string body = n == 59 ? "x3_" + kernel : "x3_owng" + kernel.substr(4) + "_unaligned";
+      const uintptr_t at = lib.address(body);
+      ASSERT_NE(at, 0u) << body;
+      const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(at), lib.size.at(body));
+      EXPECT_GE(packed, n / 2) << body;
+      EXPECT_LT(10 * scalar, packed) << body;
+    }
+  // The scalar kernels are what the opcode count tells apart.
+  const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(lib.address("x3_zspgDFTFwd_CToC_5_32fc")),
+                                                 lib.size.at("x3_zspgDFTFwd_CToC_5_32fc"));
+  EXPECT_GT(scalar, packed);
 }
 
 }  // namespace

@@ -96,4 +96,48 @@ TEST(DftCounts, EveryKernelMeetsTheReference) {
   EXPECT_EQ(exceptionsSeen, static_cast<int>(ref.exceptions.size()));
 }
 
+// The instructions the kernels execute, as the generator reports them: single precision runs four lanes
+// from 6 samples on, forward and inverse alike, and keeps close to the reference's packed counts (the
+// lanes that a stage leaves unused cost the same in any packing, so a count far above the reference
+// means a stage that lost its packing).
+TEST(DftCounts, SinglePrecisionRunsFourLanesNearTheReferenceCounts) {
+  struct Packed {
+    std::string shape;
+    int addsub = -1, mul = -1;
+  };
+  std::map<Key, Packed> report;
+  std::ifstream in(ZSPGEN_DFT_PACKED_COUNTS);
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    int n;
+    std::string precision, direction;
+    Packed p;
+    s >> n >> precision >> direction >> p.shape >> p.addsub >> p.mul;
+    report[{n, precision, direction}] = p;
+  }
+  ASSERT_EQ(report.size(), 252u);
+  std::map<int, std::pair<int, int>> reference;
+  std::ifstream ref(std::string(ZSPGEN_TEST_DATA) + "/dft_packed_reference.txt");
+  for (std::string line; std::getline(ref, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    int n, addsub, mul;
+    s >> n >> addsub >> mul;
+    reference[n] = {addsub, mul};
+  }
+  ASSERT_EQ(reference.size(), 59u);
+  for (int n = 2; n <= 64; ++n) {
+    const Packed fwd = report.at({n, "32fc", "fwd"}), inv = report.at({n, "32fc", "inv"});
+    EXPECT_EQ(fwd.shape, n < 6 ? "scalar" : "4-wide") << n;
+    EXPECT_EQ(inv.shape, fwd.shape) << n;
+    EXPECT_EQ(fwd.addsub, inv.addsub) << n;
+    EXPECT_EQ(fwd.mul, inv.mul) << n;
+    if (n < 6) continue;
+    const auto [addsub, mul] = reference.at(n);
+    EXPECT_LE(fwd.addsub, addsub * 6 / 5) << n << ": " << fwd.addsub << " packed additions against " << addsub;
+    EXPECT_LE(fwd.mul, mul * 6 / 5) << n << ": " << fwd.mul << " packed multiplications against " << mul;
+  }
+}
+
 }  // namespace

@@ -34,7 +34,9 @@ LibrarySymbols symbolsOfLibraryContaining(const void* anyFunctionInIt) {
     const size_t count = sections[s].sh_size / sizeof(Elf64_Sym);
     for (size_t i = 0; i < count; ++i) {
       if (syms[i].st_name == 0 || syms[i].st_shndx == SHN_UNDEF) continue;
-      lib.value[file.data() + strings.sh_offset + syms[i].st_name] = syms[i].st_value;
+      const std::string name = file.data() + strings.sh_offset + syms[i].st_name;
+      lib.value[name] = syms[i].st_value;
+      lib.size[name] = syms[i].st_size;
     }
   }
   return lib;

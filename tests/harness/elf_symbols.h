@@ -13,6 +13,7 @@ struct LibrarySymbols {
   std::string path;                       // the file the library was loaded from
   uintptr_t loadBase = 0;                 // where it is mapped
   std::map<std::string, uint64_t> value;  // every .symtab symbol with its address in the file
+  std::map<std::string, uint64_t> size;   // and its size in bytes
 
   // Run-time address of a symbol, or 0 if the file has no such symbol.
   uintptr_t address(const std::string& name) const;

@@ -1,0 +1,786 @@
+#include "gen/lanes4.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <queue>
+#include <sstream>
+#include <unordered_map>
+
+namespace zspgen::lanes4 {
+
+int Trace::openSite() {
+  Site s;
+  s.parent = open.empty() ? -1 : open.back();
+  sites.push_back(s);
+  const int id = static_cast<int>(sites.size()) - 1;
+  if (s.parent >= 0) instances[static_cast<size_t>(s.parent)].sites.push_back(id);
+  return id;
+}
+
+int Trace::beginInstance(int site, std::vector<Ref> inputs, Ref begin) {
+  Instance in;
+  in.site = site;
+  in.begin = begin;
+  in.inputs = std::move(inputs);
+  instances.push_back(std::move(in));
+  const int id = static_cast<int>(instances.size()) - 1;
+  sites[static_cast<size_t>(site)].instances.push_back(id);
+  open.push_back(id);
+  return id;
+}
+
+void Trace::endInstance(int instance, Ref end) {
+  instances[static_cast<size_t>(instance)].end = end;
+  open.pop_back();
+}
+
+void Trace::product(Ref inR, Ref inI, Ref outR, Ref outI, Ref madeR, Ref madeI, __float128 c, __float128 s) {
+  products.push_back({inR, inI, outR, outI, madeR, madeI, c, s});
+}
+
+namespace {
+
+using dag::Node;
+using dag::Op;
+using dag::Type;
+
+constexpr int kLanes = 4;
+using Lanes = std::array<Ref, kLanes>;
+constexpr Lanes kNone = {-1, -1, -1, -1};
+
+// Where a value stands: lane `lane` of output register `vec` of pack `pack`. A constant has pack -2 and
+// its value; an unused lane has pack -1.
+struct Loc {
+  int pack = -1;
+  int vec = 0;
+  int lane = 0;
+  bool secondary = false;  // a second copy of a value made elsewhere first
+  double value = 0;
+};
+using LaneLocs = std::array<Loc, kLanes>;
+
+struct Pack {
+  enum Kind { Load, Operation, Product } kind = Operation;
+  Op op = Op::Add;
+  std::vector<Lanes> operands;  // Operation: its operands; Product: real and imaginary parts of the input
+  std::array<double, kLanes> c{}, s{};  // Mul: the factors; Product: the constants c + i s
+  int sample[2] = {-1, -1};              // Load: the samples in the low and the high half
+  bool pairLoad = false;                 // Load: one 16-byte move of two neighbouring samples
+  std::vector<LaneLocs> resolved;
+};
+
+uint64_t pairKey(Ref a, Ref b) { return static_cast<uint64_t>(static_cast<uint32_t>(a)) << 32 | static_cast<uint32_t>(b); }
+
+// Lane regroupings, each made once: unpacks, half moves and shuffles of one or two registers.
+class Shuffler {
+ public:
+  Shuffler(std::ostringstream& out, const std::string& indent, int& count) : out_(out), indent_(indent), count_(count) {}
+
+  struct Src {
+    std::string var;  // empty: the lane is not needed
+    int lane = 0;
+  };
+
+  std::string constant(const std::array<double, kLanes>& v) {
+    std::string e = "_mm_setr_ps(";
+    for (int l = 0; l < kLanes; ++l) e += (l ? ", " : "") + dag::literal(v[static_cast<size_t>(l)], Type::F32);
+    return name(e + ")", "k", false);
+  }
+
+  std::string gather(const std::array<Src, kLanes>& t) {
+    std::vector<std::string> vars;
+    for (const Src& x : t)
+      if (!x.var.empty() && std::find(vars.begin(), vars.end(), x.var) == vars.end()) vars.push_back(x.var);
+    if (vars.empty()) return "_mm_setzero_ps()";
+    auto laneOr = [&](int l, int fallback) { return t[static_cast<size_t>(l)].var.empty() ? fallback : t[static_cast<size_t>(l)].lane; };
+    auto from = [&](int l, const std::string& v) { return t[static_cast<size_t>(l)].var.empty() || t[static_cast<size_t>(l)].var == v; };
+    if (vars.size() == 1) {
+      bool identity = true;
+      for (int l = 0; l < kLanes; ++l) identity = identity && laneOr(l, l) == l;
+      if (identity) return vars[0];
+      return shuffle(vars[0], vars[0], {laneOr(0, 0), laneOr(1, 1), laneOr(2, 2), laneOr(3, 3)});
+    }
+    // Low half from one register, high half from another: one shuffle.
+    const std::string a = !t[0].var.empty() ? t[0].var : !t[1].var.empty() ? t[1].var : vars[0];
+    const std::string b = !t[2].var.empty() ? t[2].var : !t[3].var.empty() ? t[3].var : vars[0];
+    if (from(0, a) && from(1, a) && from(2, b) && from(3, b))
+      return shuffle(a, b, {laneOr(0, 0), laneOr(1, 1), laneOr(2, 2), laneOr(3, 3)});
+    // Interleaving two registers: unpack low or high.
+    for (int half : {0, 2}) {
+      const std::string& x = !t[0].var.empty() ? t[0].var : t[2].var;
+      const std::string& y = !t[1].var.empty() ? t[1].var : t[3].var;
+      if (x.empty() || y.empty()) break;
+      if (from(0, x) && from(2, x) && from(1, y) && from(3, y) && laneOr(0, half) == half && laneOr(2, half + 1) == half + 1 &&
+          laneOr(1, half) == half && laneOr(3, half + 1) == half + 1)
+        return op(std::string(half ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x + ", " + y + ")");
+    }
+    Half p = pair(t[0], t[1]);
+    const Half q = pair(t[2], t[3]);
+    if (p.var.empty()) p.var = q.var;
+    const std::string& qv = q.var.empty() ? p.var : q.var;
+    if (p.var == qv && p.at[0] == 0 && p.at[1] == 1 && (q.var.empty() || (q.at[0] == 2 && q.at[1] == 3))) return p.var;
+    return shuffle(p.var, qv, {p.at[0], p.at[1], q.var.empty() ? 2 : q.at[0], q.var.empty() ? 3 : q.at[1]});
+  }
+
+ private:
+  struct Half {
+    std::string var;
+    int at[2] = {0, 1};  // where the two values stand in `var`
+  };
+
+  // Two values side by side in some register, with their places.
+  Half pair(const Src& x, const Src& y) {
+    if (x.var.empty() && y.var.empty()) return {};
+    if (x.var.empty()) return {y.var, {y.lane, y.lane}};
+    if (y.var.empty()) return {x.var, {x.lane, x.lane}};
+    if (x.var == y.var) return {x.var, {x.lane, y.lane}};
+    if (x.lane == y.lane) {
+      const bool high = x.lane >= 2;
+      const int at = 2 * (x.lane - (high ? 2 : 0));
+      return {op(std::string(high ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x.var + ", " + y.var + ")"), {at, at + 1}};
+    }
+    if (x.lane < 2 && y.lane < 2) return {op("_mm_movelh_ps(" + x.var + ", " + y.var + ")"), {x.lane, 2 + y.lane}};
+    if (x.lane >= 2 && y.lane >= 2) return {op("_mm_movehl_ps(" + y.var + ", " + x.var + ")"), {x.lane - 2, y.lane}};
+    return {shuffle(x.var, y.var, {x.lane, x.lane, y.lane, y.lane}), {0, 2}};
+  }
+
+  std::string shuffle(const std::string& a, const std::string& b, std::array<int, kLanes> sel) {
+    const int imm = sel[0] | sel[1] << 2 | sel[2] << 4 | sel[3] << 6;
+    return op("_mm_shuffle_ps(" + a + ", " + b + ", " + std::to_string(imm) + ")");
+  }
+
+  std::string op(const std::string& e) { return name(e, "s", true); }
+
+  std::string name(const std::string& e, const char* prefix, bool counted) {
+    auto it = made_.find(e);
+    if (it != made_.end()) return it->second;
+    const std::string n = prefix + std::to_string(made_.size());
+    out_ << indent_ << "const __m128 " << n << " = " << e << ";\n";
+    if (counted) ++count_;
+    made_.emplace(e, n);
+    return n;
+  }
+
+  std::ostringstream& out_;
+  const std::string& indent_;
+  int& count_;
+  std::unordered_map<std::string, std::string> made_;
+};
+
+class Lowering {
+ public:
+  Lowering(const Graph& g, const Trace& t, const std::vector<Ref>& outputs, int samples, bool contiguous,
+           const std::string& indent)
+      : g_(g), t_(t), outputs_(outputs), samples_(samples), contiguous_(contiguous), indent_(indent),
+        where_(g.size()), done_(t.products.size(), 0), inputs_(static_cast<size_t>(2 * samples), -1) {
+    for (size_t r = 0; r < g.size(); ++r) {
+      const Node& n = g.node(static_cast<Ref>(r));
+      if (n.op == Op::Input && n.input < 2 * samples) inputs_[static_cast<size_t>(n.input)] = static_cast<Ref>(r);
+    }
+    for (size_t p = 0; p < t.products.size(); ++p) {
+      const Trace::Product& x = t.products[p];
+      productIn_.emplace(pairKey(x.outR, x.outI), static_cast<int>(p));
+      if (!identity(x)) {
+        productOut_.emplace(x.outR, static_cast<int>(p));
+        productOut_.emplace(x.outI, static_cast<int>(p));
+      }
+    }
+    // What the outputs reach, through products to their inputs.
+    live_.assign(g.size(), 0);
+    std::vector<Ref> work(outputs.begin(), outputs.end());
+    while (!work.empty()) {
+      const Ref r = work.back();
+      work.pop_back();
+      if (r < 0 || live_[static_cast<size_t>(r)]) continue;
+      live_[static_cast<size_t>(r)] = 1;
+      const Node& n = g.node(r);
+      work.push_back(n.a);
+      work.push_back(n.b);
+      auto prod = productOut_.find(r);
+      if (prod != productOut_.end()) {
+        work.push_back(t.products[static_cast<size_t>(prod->second)].inR);
+        work.push_back(t.products[static_cast<size_t>(prod->second)].inI);
+      }
+    }
+  }
+
+  Code run() {
+    Code code;
+    for (size_t s = 0; s < t_.sites.size(); ++s)
+      if (t_.sites[s].parent < 0) place(static_cast<int>(s));
+    if (failed_) return code;
+    productsForConsumers();
+    loads();
+    reach();
+    if (failed_) return code;
+    std::vector<int> order = schedule();
+    if (failed_) return code;
+    emitAll(order, code);
+    code.ok = !failed_;
+    return code;
+  }
+
+ private:
+  static bool identity(const Trace::Product& p) { return p.outR == p.inR && p.outI == p.inI; }
+
+  // ---- instances and their bodies -------------------------------------------------------------------
+
+  const std::vector<Ref>& body(int inst) {
+    auto it = bodies_.find(inst);
+    if (it != bodies_.end()) return it->second;
+    std::vector<Ref> b;
+    const Trace::Instance& in = t_.instances[static_cast<size_t>(inst)];
+    for (Ref r = in.begin; r < in.end; ++r) {
+      const Op op = g_.node(r).op;
+      if (op != Op::Const && op != Op::Input) b.push_back(r);
+    }
+    return bodies_.emplace(inst, std::move(b)).first->second;
+  }
+
+  int offsetIn(int inst, Ref r) {
+    const std::vector<Ref>& b = body(inst);
+    auto it = std::lower_bound(b.begin(), b.end(), r);
+    return it != b.end() && *it == r ? static_cast<int>(it - b.begin()) : -1;
+  }
+
+  // The node sequence of an instance with its operands told by position: instances with equal
+  // signatures compute the same thing on different data.
+  const std::vector<int>& signature(int inst) {
+    auto it = signatures_.find(inst);
+    if (it != signatures_.end()) return it->second;
+    std::vector<int> sig;
+    auto code = [&](Ref x) {
+      if (x < 0) return -1;
+      if (g_.node(x).op == Op::Const) return -2;
+      const int at = offsetIn(inst, x);
+      return at >= 0 ? at : -3;
+    };
+    for (Ref r : body(inst)) {
+      const Node& n = g_.node(r);
+      sig.push_back(static_cast<int>(n.op) * 2 + static_cast<int>(n.type));
+      sig.push_back(code(n.a));
+      sig.push_back(code(n.b));
+    }
+    return signatures_.emplace(inst, std::move(sig)).first->second;
+  }
+
+  // Arithmetic of an instance that the outputs need.
+  int operations(int inst) {
+    int n = 0;
+    for (Ref r : body(inst)) {
+      const Op op = g_.node(r).op;
+      n += live_[static_cast<size_t>(r)] && (op == Op::Add || op == Op::Sub || op == Op::Mul);
+    }
+    return n;
+  }
+
+  // Runs of up to four consecutive instances of a site with one signature.
+  std::vector<std::vector<int>> groups(int site) {
+    std::vector<std::vector<int>> out;
+    for (int inst : t_.sites[static_cast<size_t>(site)].instances) {
+      if (!out.empty() && out.back().size() < kLanes && signature(out.back()[0]) == signature(inst)) {
+        out.back().push_back(inst);
+      } else {
+        out.push_back({inst});
+      }
+    }
+    return out;
+  }
+
+  // Packed operations when the site packs at its own level or, recursively, inside its instances.
+  int cost(int site) {
+    auto it = cost_.find(site);
+    if (it != cost_.end()) return it->second;
+    int here = 0;
+    for (const std::vector<int>& grp : groups(site)) here += operations(grp[0]);
+    int inside = 0;
+    bool nested = false;
+    for (int inst : t_.sites[static_cast<size_t>(site)].instances) {
+      int rest = operations(inst);
+      for (int s : t_.instances[static_cast<size_t>(inst)].sites) {
+        nested = true;
+        for (int ci : t_.sites[static_cast<size_t>(s)].instances) rest -= operations(ci);
+        inside += cost(s);
+      }
+      inside += rest;
+    }
+    const bool packHere = !nested || here <= inside;
+    here_[site] = packHere;
+    return cost_[site] = packHere ? here : inside;
+  }
+
+  void place(int site) {
+    cost(site);
+    if (!here_[site]) {
+      for (int inst : t_.sites[static_cast<size_t>(site)].instances)
+        for (int s : t_.instances[static_cast<size_t>(inst)].sites) place(s);
+      return;
+    }
+    for (const std::vector<int>& grp : groups(site)) packGroup(grp);
+  }
+
+  // Which input of the instance, or which of its own nodes, a value is: lanes agree on it.
+  int role(int inst, Ref x) {
+    const int at = offsetIn(inst, x);
+    if (at >= 0) return at;
+    const std::vector<Ref>& in = t_.instances[static_cast<size_t>(inst)].inputs;
+    auto it = std::find(in.begin(), in.end(), x);
+    return it != in.end() ? (1 << 24) + static_cast<int>(it - in.begin()) : -1;
+  }
+
+  void packGroup(const std::vector<int>& grp) {
+    const size_t len = body(grp[0]).size();
+    for (size_t k = 0; k < len; ++k) {
+      Pack p;
+      p.op = g_.node(body(grp[0])[k]).op;
+      if (p.op == Op::Widen || p.op == Op::Narrow) {
+        failed_ = true;
+        return;
+      }
+      Lanes a = kNone, b = kNone;
+      int roleA = 0, roleB = 0;
+      for (size_t l = 0; l < grp.size(); ++l) {
+        const Node& n = g_.node(body(grp[l])[k]);
+        a[l] = n.a;
+        b[l] = n.b;
+        if (p.op == Op::Mul) p.c[l] = n.value;
+        if (p.op != Op::Add) continue;
+        // Additions were ordered by node number; put the operands of every lane in lane 0's roles.
+        const int ra = role(grp[l], n.a), rb = role(grp[l], n.b);
+        if (l == 0) {
+          roleA = ra;
+          roleB = rb;
+        } else if ((ra != roleA || rb != roleB) && ra == roleB && rb == roleA) {
+          std::swap(a[l], b[l]);
+        }
+      }
+      p.operands.push_back(a);
+      if (p.op == Op::Add || p.op == Op::Sub) p.operands.push_back(b);
+      const int id = add(std::move(p));
+      for (size_t l = 0; l < grp.size(); ++l) locate(body(grp[l])[k], {id, 0, static_cast<int>(l)});
+    }
+    // The products made inside the instances pair up the same way, one by one.
+    std::vector<std::vector<int>> inside(grp.size());
+    for (size_t l = 0; l < grp.size(); ++l) {
+      const Trace::Instance& in = t_.instances[static_cast<size_t>(grp[l])];
+      for (size_t q = 0; q < t_.products.size(); ++q) {
+        const Trace::Product& x = t_.products[q];
+        if (!identity(x) && x.outR >= in.begin && x.outR < in.end) inside[l].push_back(static_cast<int>(q));
+      }
+    }
+    bool alike = true;
+    for (const std::vector<int>& v : inside) alike = alike && v.size() == inside[0].size();
+    for (size_t q = 0; alike && q < inside[0].size(); ++q) {
+      std::array<int, kLanes> lane = {-1, -1, -1, -1};
+      bool same = true;  // one constant in all lanes: the graph's own evaluation, packed with the rest
+      for (size_t l = 0; l < grp.size(); ++l) {
+        lane[l] = inside[l][q];
+        const Trace::Product &x = t_.products[static_cast<size_t>(lane[l])], &x0 = t_.products[static_cast<size_t>(lane[0])];
+        same = same && x.c == x0.c && x.s == x0.s && !where_[static_cast<size_t>(x.madeR)].empty() &&
+               !where_[static_cast<size_t>(x.madeI)].empty();
+      }
+      if (!same) {
+        packProducts(lane);
+        continue;
+      }
+      for (size_t l = 0; l < grp.size(); ++l) {
+        const Trace::Product& x = t_.products[static_cast<size_t>(lane[l])];
+        const std::vector<Loc> r = where_[static_cast<size_t>(x.madeR)], i = where_[static_cast<size_t>(x.madeI)];
+        for (const Loc& at : r) locate(x.outR, {at.pack, at.vec, at.lane});
+        for (const Loc& at : i) locate(x.outI, {at.pack, at.vec, at.lane});
+        done_[static_cast<size_t>(lane[l])] = 1;
+      }
+    }
+    groups_.push_back(grp);
+  }
+
+  int add(Pack p) {
+    packs_.push_back(std::move(p));
+    needed_.push_back(0);
+    return static_cast<int>(packs_.size()) - 1;
+  }
+
+  void locate(Ref r, Loc at) {
+    std::vector<Loc>& w = where_[static_cast<size_t>(r)];
+    at.secondary = !w.empty();
+    w.push_back(at);
+  }
+
+  // ---- complex multiplications by constants ---------------------------------------------------------
+
+  // One product pack over the given products, lane by lane (-1: lane unused).
+  void packProducts(const std::array<int, kLanes>& lane) {
+    Pack p;
+    p.kind = Pack::Product;
+    Lanes inR = kNone, inI = kNone;
+    for (int l = 0; l < kLanes; ++l) {
+      if (lane[l] < 0) continue;
+      const Trace::Product& x = t_.products[static_cast<size_t>(lane[l])];
+      inR[l] = x.inR;
+      inI[l] = x.inI;
+      p.c[l] = static_cast<double>(static_cast<float>(x.c));
+      p.s[l] = static_cast<double>(static_cast<float>(x.s));
+    }
+    p.operands = {inR, inI};
+    const int id = add(std::move(p));
+    // A result that is one of the pack's own inputs (a lane multiplied by 1, a quarter turn) is a second
+    // copy of a value made elsewhere; where that value has no place yet it is made on its own.
+    auto place = [&](Ref r, int vec, int l) {
+      if (where_[static_cast<size_t>(r)].empty() && (std::count(inR.begin(), inR.end(), r) || std::count(inI.begin(), inI.end(), r)))
+        return;
+      locate(r, {id, vec, l});
+    };
+    for (int l = 0; l < kLanes; ++l) {
+      if (lane[l] < 0) continue;
+      const Trace::Product& x = t_.products[static_cast<size_t>(lane[l])];
+      place(x.outR, 0, l);
+      place(x.outI, 1, l);
+      done_[static_cast<size_t>(lane[l])] = 1;
+    }
+  }
+
+  // Products whose results a packed group takes as one input run in that group's lanes; lanes whose
+  // input was left unmultiplied are multiplied by 1.
+  void productsForConsumers() {
+    for (const std::vector<int>& grp : groups_) {
+      const size_t slots = t_.instances[static_cast<size_t>(grp[0])].inputs.size() / 2;
+      for (size_t j = 0; j < slots; ++j) {
+        std::array<int, kLanes> lane = {-1, -1, -1, -1};
+        bool any = false;
+        for (size_t l = 0; l < grp.size(); ++l) {
+          const std::vector<Ref>& in = t_.instances[static_cast<size_t>(grp[l])].inputs;
+          auto it = productIn_.find(pairKey(in[2 * j], in[2 * j + 1]));
+          if (it == productIn_.end()) continue;
+          const Trace::Product& x = t_.products[static_cast<size_t>(it->second)];
+          if (identity(x)) {
+            if (!where_[static_cast<size_t>(x.inR)].empty() && !where_[static_cast<size_t>(x.inI)].empty()) lane[l] = it->second;
+          } else if (!done_[static_cast<size_t>(it->second)] &&
+                     (where_[static_cast<size_t>(x.outR)].empty() || where_[static_cast<size_t>(x.outI)].empty())) {
+            lane[l] = it->second;
+            any = true;
+          }
+        }
+        if (any) packProducts(lane);
+      }
+    }
+  }
+
+  // ---- loads ----------------------------------------------------------------------------------------
+
+  void loadPack(int first, int second, bool pairLoad) {
+    Pack p;
+    p.kind = Pack::Load;
+    p.sample[0] = first;
+    p.sample[1] = second;
+    p.pairLoad = pairLoad;
+    const int id = add(std::move(p));
+    for (int h = 0; h < 2; ++h) {
+      const int sample = h ? second : first;
+      if (sample < 0) continue;
+      locate(inputs_[static_cast<size_t>(2 * sample)], {id, 0, 2 * h});
+      locate(inputs_[static_cast<size_t>(2 * sample + 1)], {id, 0, 2 * h + 1});
+    }
+  }
+
+  // Contiguous: neighbouring samples in pairs. Gathered: the samples of one input of a packed group
+  // side by side, so the same two shuffles split them.
+  void loads() {
+    if (contiguous_) {
+      for (int k = 0; k < samples_; k += 2) loadPack(k, k + 1 < samples_ ? k + 1 : -1, k + 1 < samples_);
+      return;
+    }
+    std::vector<char> loaded(static_cast<size_t>(samples_), 0);
+    std::vector<int> waiting;
+    auto take = [&](int sample) {
+      if (sample < 0 || loaded[static_cast<size_t>(sample)]) return;
+      loaded[static_cast<size_t>(sample)] = 1;
+      waiting.push_back(sample);
+      if (waiting.size() == 2) {
+        loadPack(waiting[0], waiting[1], false);
+        waiting.clear();
+      }
+    };
+    for (const std::vector<int>& grp : groups_) {
+      const size_t slots = t_.instances[static_cast<size_t>(grp[0])].inputs.size() / 2;
+      for (size_t j = 0; j < slots; ++j)
+        for (int inst : grp) {
+          const Node& n = g_.node(t_.instances[static_cast<size_t>(inst)].inputs[2 * j]);
+          if (n.op == Op::Input && n.input % 2 == 0 && n.input < 2 * samples_) take(n.input / 2);
+        }
+    }
+    for (int k = 0; k < samples_; ++k) take(k);
+    if (!waiting.empty()) loadPack(waiting[0], -1, false);
+  }
+
+  // ---- what the outputs need ------------------------------------------------------------------------
+
+  void need(int pack, std::vector<Ref>& work) {
+    if (needed_[static_cast<size_t>(pack)]) return;
+    needed_[static_cast<size_t>(pack)] = 1;
+    for (const Lanes& o : packs_[static_cast<size_t>(pack)].operands)
+      for (Ref r : o)
+        if (r >= 0) work.push_back(r);
+  }
+
+  // From the outputs down: every pack that holds a needed value is needed with all its lanes. Values in
+  // no pack run alone, except products, which are packed four at a time in the order they were made.
+  void reach() {
+    std::vector<char> seen(g_.size(), 0);
+    std::vector<Ref> work(outputs_.begin(), outputs_.end());
+    while (!work.empty()) {
+      std::vector<Ref> deferred;
+      while (!work.empty()) {
+        const Ref r = work.back();
+        work.pop_back();
+        if (seen[static_cast<size_t>(r)]) continue;
+        const Node& n = g_.node(r);
+        if (n.op == Op::Const) continue;
+        if (!where_[static_cast<size_t>(r)].empty()) {
+          seen[static_cast<size_t>(r)] = 1;
+          for (const Loc& at : where_[static_cast<size_t>(r)]) need(at.pack, work);
+          continue;
+        }
+        auto prod = productOut_.find(r);
+        if (prod != productOut_.end() && !done_[static_cast<size_t>(prod->second)]) {
+          deferred.push_back(r);
+          continue;
+        }
+        if (n.op == Op::Widen || n.op == Op::Narrow || n.op == Op::Input) {
+          failed_ = true;
+          return;
+        }
+        Pack p;
+        p.op = n.op;
+        Lanes a = kNone, b = kNone;
+        a[0] = n.a;
+        b[0] = n.b;
+        p.operands.push_back(a);
+        if (n.op == Op::Add || n.op == Op::Sub) p.operands.push_back(b);
+        if (n.op == Op::Mul) p.c[0] = n.value;
+        locate(r, {add(std::move(p)), 0, 0});
+        work.push_back(r);
+      }
+      std::vector<int> pending;
+      for (Ref r : deferred) {
+        const int p = productOut_.at(r);
+        if (!done_[static_cast<size_t>(p)] && std::find(pending.begin(), pending.end(), p) == pending.end())
+          pending.push_back(p);
+      }
+      std::sort(pending.begin(), pending.end());
+      for (size_t k = 0; k < pending.size(); k += kLanes) {
+        std::array<int, kLanes> lane = {-1, -1, -1, -1};
+        for (size_t l = 0; l < kLanes && k + l < pending.size(); ++l) lane[l] = pending[k + l];
+        packProducts(lane);
+      }
+      work = deferred;
+    }
+  }
+
+  // ---- order ----------------------------------------------------------------------------------------
+
+  // For each lane of an operand, the copy of its value that stands best with the other lanes: in one
+  // register, in the lane where it is needed, if any.
+  LaneLocs resolve(const Lanes& lanes, int self, bool primaryOnly) {
+    std::array<std::vector<Loc>, kLanes> cand;
+    LaneLocs out;
+    for (int l = 0; l < kLanes; ++l) {
+      const Ref r = lanes[l];
+      if (r < 0) continue;
+      if (g_.node(r).op == Op::Const) {
+        out[l].pack = -2;
+        out[l].value = g_.node(r).value;
+        continue;
+      }
+      for (const Loc& at : where_[static_cast<size_t>(r)])
+        if (at.pack != self && !(primaryOnly && at.secondary)) cand[l].push_back(at);
+      if (cand[l].empty()) failed_ = true;
+    }
+    if (failed_) return out;
+    std::vector<std::pair<int, int>> regs;
+    for (int l = 0; l < kLanes; ++l)
+      for (const Loc& at : cand[l]) regs.emplace_back(at.pack, at.vec);
+    int best = -1;
+    std::pair<int, int> bestReg{-1, 0};
+    for (const auto& reg : regs) {
+      int score = 0;
+      for (int l = 0; l < kLanes; ++l) {
+        int s = 0;
+        for (const Loc& at : cand[l])
+          if (at.pack == reg.first && at.vec == reg.second) s = std::max(s, at.lane == l ? 2 : 1);
+        score += s;
+      }
+      if (score > best) {
+        best = score;
+        bestReg = reg;
+      }
+    }
+    for (int l = 0; l < kLanes; ++l) {
+      if (cand[l].empty()) continue;
+      const Loc* pick = &cand[l][0];
+      int rank = 0;
+      for (const Loc& at : cand[l]) {
+        const int r = at.pack == bestReg.first && at.vec == bestReg.second ? (at.lane == l ? 2 : 1) : 0;
+        if (r > rank) {
+          rank = r;
+          pick = &at;
+        }
+      }
+      out[l] = *pick;
+    }
+    return out;
+  }
+
+  std::vector<int> schedule() {
+    const size_t n = packs_.size();
+    std::vector<std::vector<int>> users(n);
+    std::vector<int> waiting(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+      if (!needed_[p]) continue;
+      Pack& pk = packs_[p];
+      for (const Lanes& o : pk.operands) pk.resolved.push_back(resolve(o, static_cast<int>(p), pk.kind == Pack::Product));
+      std::vector<int> deps;
+      for (const LaneLocs& o : pk.resolved)
+        for (const Loc& at : o)
+          if (at.pack >= 0 && std::find(deps.begin(), deps.end(), at.pack) == deps.end()) deps.push_back(at.pack);
+      for (int d : deps) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
+      waiting[p] = static_cast<int>(deps.size());
+    }
+    std::priority_queue<int, std::vector<int>, std::greater<int>> ready;
+    size_t count = 0;
+    for (size_t p = 0; p < n; ++p)
+      if (needed_[p]) {
+        ++count;
+        if (waiting[p] == 0) ready.push(static_cast<int>(p));
+      }
+    std::vector<int> order;
+    while (!ready.empty()) {
+      const int p = ready.top();
+      ready.pop();
+      order.push_back(p);
+      for (int u : users[static_cast<size_t>(p)])
+        if (--waiting[static_cast<size_t>(u)] == 0) ready.push(u);
+    }
+    if (order.size() != count) failed_ = true;
+    return order;
+  }
+
+  // ---- emission -------------------------------------------------------------------------------------
+
+  static std::string reg(int pack, int vec) { return "v" + std::to_string(pack) + (vec ? "i" : ""); }
+
+  std::string operand(Shuffler& sh, const LaneLocs& locs) {
+    std::array<Shuffler::Src, kLanes> t;
+    std::array<double, kLanes> k{};
+    bool constants = false;
+    for (int l = 0; l < kLanes; ++l) {
+      if (locs[l].pack == -2) {
+        constants = true;
+        k[l] = locs[l].value;
+      } else if (locs[l].pack >= 0) {
+        t[l] = {reg(locs[l].pack, locs[l].vec), locs[l].lane};
+      }
+    }
+    if (constants) {
+      const std::string kv = sh.constant(k);
+      for (int l = 0; l < kLanes; ++l)
+        if (locs[l].pack == -2) t[l] = {kv, l};
+    }
+    return sh.gather(t);
+  }
+
+  void emitAll(const std::vector<int>& order, Code& code) {
+    std::ostringstream s;
+    const std::string& in = indent_;
+    Shuffler sh(s, in, code.counts.shuffle);
+    for (int id : order) {
+      const Pack& p = packs_[static_cast<size_t>(id)];
+      const std::string v = reg(id, 0);
+      if (p.kind == Pack::Load) {
+        auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
+        s << in << "const __m128 " << v << " = ";
+        if (p.pairLoad) {
+          s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
+        } else if (p.sample[1] < 0) {
+          s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
+        } else {
+          s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
+        }
+        continue;
+      }
+      if (p.kind == Pack::Product) {
+        const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
+        const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
+        s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
+          << ai << "));\n";
+        s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
+          << ", " << ai << "));\n";
+        code.counts.addsub += 2;
+        code.counts.mul += 4;
+        continue;
+      }
+      const std::string a = operand(sh, p.resolved[0]);
+      const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
+      const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
+      s << in << "const __m128 " << v << " = ";
+      switch (p.op) {
+        case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+        case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+        case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
+        case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
+        default: failed_ = true; return;
+      }
+    }
+    // The scale on every output, then the stores: pairs of samples, interleaved again.
+    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
+    for (int k = 0; k < samples_; k += 2) {
+      const bool two = k + 1 < samples_;
+      const Lanes parts = {outputs_[2 * k], outputs_[2 * k + 1], two ? outputs_[2 * k + 2] : -1, two ? outputs_[2 * k + 3] : -1};
+      const LaneLocs locs = resolve(parts, -1, false);
+      if (failed_) return;
+      const std::string v = operand(sh, locs);
+      const std::string out = "o" + std::to_string(k);
+      s << in << "const __m128 " << out << " = _mm_mul_ps(" << v << ", scale4);\n";
+      ++code.counts.mul;
+      auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
+      if (contiguous_ && two) {
+        stores_ << in << "Access::store(dst + " << 2 * k << ", " << out << ");\n";
+      } else {
+        stores_ << in << "_mm_storel_pi(" << at(k) << ", " << out << ");\n";
+        if (two) stores_ << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
+      }
+    }
+    code.statements = s.str() + stores_.str();
+  }
+
+  const Graph& g_;
+  const Trace& t_;
+  const std::vector<Ref>& outputs_;
+  const int samples_;
+  const bool contiguous_;
+  const std::string indent_;
+  std::vector<std::vector<Loc>> where_;
+  std::vector<char> done_;
+  std::vector<Ref> inputs_;  // the node of each loaded part
+  std::vector<char> live_;   // what the outputs reach, products left aside
+  std::unordered_map<uint64_t, int> productIn_;  // (real, imaginary) result -> product
+  std::unordered_map<Ref, int> productOut_;      // result part -> product, for products that multiply
+  std::vector<Pack> packs_;
+  std::vector<char> needed_;
+  std::vector<std::vector<int>> groups_;
+  std::unordered_map<int, std::vector<Ref>> bodies_;
+  std::unordered_map<int, std::vector<int>> signatures_;
+  std::unordered_map<int, int> cost_;
+  std::unordered_map<int, bool> here_;
+  std::ostringstream stores_;
+  bool failed_ = false;
+};
+
+}  // namespace
+
+Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
+          const std::string& indent) {
+  return Lowering(g, trace, outputs, samples, contiguous, indent).run();
+}
+
+}  // namespace zspgen::lanes4
