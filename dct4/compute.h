@@ -7,6 +7,9 @@
 #ifndef ZSPGEN_DCT4_COMPUTE_H
 #define ZSPGEN_DCT4_COMPUTE_H
 
+#include <emmintrin.h>
+
+#include <cstdint>
 #include <cstring>
 
 #include "dct4/angles.h"
@@ -47,6 +50,10 @@ ZSP_DCT4_INLINE Vec<T> loadUnaligned(const T* p) {
 }
 template <class T>
 ZSP_DCT4_INLINE void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
+
+// A 16-byte aligned store that bypasses the cache.
+ZSP_DCT4_INLINE void storeStreaming(float* p, Vec<float> v) { _mm_stream_ps(p, v); }
+ZSP_DCT4_INLINE void storeStreaming(double* p, Vec<double> v) { _mm_stream_pd(p, v); }
 
 template <class T>
 ZSP_DCT4_INLINE Vec<T> reversed(Vec<T> v) {
@@ -246,6 +253,43 @@ ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
   }
 }
 
+// Two fold levels at once, on the quads of list positions (i, M-1-i, M/2+i, M/2-1-i): the differences of
+// the first level for i and M/2-1-i share one rotation, so the second level's difference side needs two
+// rotations per quad instead of three. The terminals come in the order of the plain recursion.
+template <class T, int M>
+ZSP_DCT4_INLINE void foldTwoLevels(const CV<T>* l, CV<T>* terminal) {
+  CV<T> uu[M / 4], ud[M / 4], du[M / 4], dd[M / 4];
+  unroll<0, M / 4>([&]<int i>() __attribute__((always_inline)) {
+    const CV<T> p = l[i], q = l[M - 1 - i], r = l[M / 2 + i], t = l[M / 2 - 1 - i];
+    const CV<T> upper = {p.re + q.re, p.im - q.im}, mirror = {t.re + r.re, t.im - r.im};
+    uu[i] = {upper.re + mirror.re, upper.im - mirror.im};
+    ud[i] = rotate<T, (2 * i + 1) * 128 / M>(CV<T>{upper.re - mirror.re, upper.im + mirror.im});
+    // With a = p - conj(q) and b = conj(t) - r, the difference side of the second level is w (a - i b)
+    // and w v (a + i b), w and v being the rotations of the first and the second level.
+    const CV<T> a = {p.re - q.re, p.im + q.im}, b = {t.re - r.re, -t.im - r.im};
+    du[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re + b.im, a.im - b.re});
+    dd[i] = rotate<T, 3 * (2 * i + 1) * 64 / M>(CV<T>{a.re - b.im, a.im + b.re});
+  });
+  if constexpr (M / 4 >= 8) {
+    foldTwoLevels<T, M / 4>(uu, terminal);
+    foldTwoLevels<T, M / 4>(ud, terminal + M / 4);
+    foldTwoLevels<T, M / 4>(du, terminal + M / 2);
+    foldTwoLevels<T, M / 4>(dd, terminal + 3 * M / 4);
+  } else {
+    fold<T, M / 4>(uu, terminal);
+    fold<T, M / 4>(ud, terminal + M / 4);
+    fold<T, M / 4>(du, terminal + M / 2);
+    fold<T, M / 4>(dd, terminal + 3 * M / 4);
+  }
+}
+
+// The network of the output stage: at 32 residues the levels go in pairs, below it one at a time.
+template <class T, int D>
+ZSP_DCT4_INLINE void foldNetwork(const CV<T>* l, CV<T>* terminal) {
+  if constexpr (D == 32) foldTwoLevels<T, D>(l, terminal);
+  else fold<T, D>(l, terminal);
+}
+
 constexpr int bitReverse(int t, int bits) {
   int r = 0;
   for (int b = 0; b < bits; ++b) r |= ((t >> b) & 1) << (bits - 1 - b);
@@ -269,7 +313,7 @@ ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) 
     }
     z[r] = twiddle(v, table + 2 * q * L);
   });
-  fold<T, D>(z, terminal);
+  foldNetwork<T, D>(z, terminal);
 }
 
 // Output stage for D residues, one turn of L rows at a time, each turn's samples stored where they go.
@@ -290,33 +334,42 @@ void outputStage(const Env4* e, T* y, const T* work) {
   }
 }
 
-// The same for long transforms, whose 2D places per turn lie a power of two apart and would compete for
-// the same cache sets: G turns are gathered first, so each place receives one run of G L samples.
+// G consecutive turns from group i0 on, their rows one after the other: each of the 2D places of the
+// turns receives one run of G L samples, staged first, so that places a power of two apart do not compete
+// for the same cache sets while a run is being filled.
+template <class T, int D, int G, class Store>
+ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int64_t s, int64_t mirrorBase,
+                                 Store&& store) {
+  constexpr int L = kLanes<T>;
+  alignas(16) T staged[D][2][G * L];
+  for (int g = 0; g < G; ++g) {
+    CV<T> terminal[D];
+    outputTurn<T, D>(table + 2 * D * L * g, rows + 2 * D * L * g, terminal);
+#pragma GCC unroll 64
+    for (int t = 0; t < D; ++t) {
+      storeAligned(&staged[t][0][g * L], terminal[t].re);
+      storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
+    }
+  }
+  for (int t = 0; t < D; ++t) {
+    const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
+    for (int p = 0; p < G * L; p += L) {
+      store(k + p, loadAligned(&staged[t][0][p]));
+      store(mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
+    }
+  }
+}
+
+// The same for long transforms, whose 2D places per turn lie a power of two apart: G turns at a time.
 template <class T, int D>
 void outputStageGathered(const Env4* e, T* y, const T* work) {
   constexpr int L = kLanes<T>;
   constexpr int G = 4;
   const T* table = static_cast<const T*>(e->table);
   const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
-  alignas(16) T staged[D][2][G * L];
-  for (int32_t i0 = 0; i0 < e->vectors; i0 += G) {
-    for (int g = 0; g < G; ++g, table += 2 * D * L) {
-      CV<T> terminal[D];
-      outputTurn<T, D>(table, work + int64_t{2} * D * L * (i0 + g), terminal);
-#pragma GCC unroll 64
-      for (int t = 0; t < D; ++t) {
-        storeAligned(&staged[t][0][g * L], terminal[t].re);
-        storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
-      }
-    }
-    for (int t = 0; t < D; ++t) {
-      const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
-      for (int p = 0; p < G * L; p += L) {
-        storeUnaligned(y + k + p, loadAligned(&staged[t][0][p]));
-        storeUnaligned(y + mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
-      }
-    }
-  }
+  for (int32_t i0 = 0; i0 < e->vectors; i0 += G)
+    outputTurns<T, D, G>(table + int64_t{2} * D * L * i0, work + int64_t{2} * D * L * i0, i0, s, mirrorBase,
+                         [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); });
 }
 
 }  // namespace zsp::dct4::kernel
