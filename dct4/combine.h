@@ -68,6 +68,34 @@ constexpr int64_t combineOutputRow(int c, int64_t a, int64_t sub) {
   return c < D2 / 2 ? a + sub * c : (sub - 1 - a) + sub * (D2 - 1 - c);
 }
 
+// The rows of a level whose sub-transforms of one row lie one after the other (in[2 a' inRow + j residues
+// + r]); the results are collected per row and written out one output row at a time, by `store(at, v)`.
+template <class T, int D2, class Store>
+void combineContiguousRows(const T* table, const CombineShape& shape, T* out, const T* in, int64_t outColumn,
+                           int64_t residues, Store&& store) {
+  constexpr int L = kLanes<T>;
+  alignas(16) T results[D2][2][kMaxResidues];  // [c][re/im][residue]
+  for (int64_t a = 0; a < shape.rows; ++a) {
+    const T* re = in + 2 * a * shape.inRow;
+    for (int64_t r = 0; r < residues; r += L)
+      combineVector<T, D2>(
+          table, a, shape.rows,
+          [&](int j) __attribute__((always_inline)) {
+            return CV<T>{loadAligned(re + j * residues + r), loadAligned(re + shape.inRow + j * residues + r)};
+          },
+          [&](int c, CV<T> v) __attribute__((always_inline)) {
+            storeAligned(&results[c][0][r], v.re);
+            storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
+          });
+    for (int c = 0; c < D2; ++c) {
+      T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
+      for (int part = 0; part < 2; ++part)
+        for (int64_t r = 0; r < residues; r += L)
+          store(toRe + part * shape.outRow + r, loadAligned(&results[c][part][r]));
+    }
+  }
+}
+
 // Every row of a level over `allResidues` residues starting at the given columns. The rows one a' reads
 // (and those it writes) lie a power of two apart, so they would all compete for the same few cache sets;
 // each row's run of residues is therefore copied into a contiguous block first, all vectors work on the
@@ -79,6 +107,13 @@ void combineRows(const T* table, const CombineShape& shape, T* out, const T* in,
   constexpr int64_t R = kMaxResidues;
   alignas(16) T staged[2][D2][R];   // [re/im][j][residue]
   alignas(16) T results[D2][2][R];  // [c][re/im][residue]
+  // When the sub-transforms of a row lie one after the other, as the residues of a compact block or of
+  // a level of at most R columns do, the row is one contiguous run and is read where it is.
+  if (shape.inStep == allResidues && allResidues <= R) {
+    combineContiguousRows<T, D2>(table, shape, out, in + inColumn, outColumn, allResidues,
+                                 [](T* at, Vec<T> v) __attribute__((always_inline)) { storeAligned(at, v); });
+    return;
+  }
   for (int64_t a = 0; a < shape.rows; ++a)
     for (int64_t first = 0; first < allResidues; first += R) {  // runs of at most R residues
       const int64_t residues = allResidues - first < R ? allResidues - first : R;

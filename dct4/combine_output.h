@@ -30,6 +30,10 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
   const T* outputTable = static_cast<const T*>(e4->table);
   const int64_t inRow = int64_t{c8->outStride} / 2, rows = c8->groups, sub = c8->subLength;
   const int64_t s = e4->subLength, mirrorBase = int64_t{e4->foldBase} - s * D, turnsPerOutput = sub / L;
+  // The first of the G turns that output c of the block from b0 on fills.
+  auto firstTurn = [&](int c, int64_t b0) {
+    return c < D2 / 2 ? b0 + turnsPerOutput * c : (turnsPerOutput - b0 - G) + turnsPerOutput * (D2 - 1 - c);
+  };
   for (int64_t b0 = 0; b0 < rows / L; b0 += G) {
     for (int g = 0; g < G; ++g)
       for (int l = 0; l < L; ++l) {
@@ -51,9 +55,10 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
               });
       }
     for (int c = 0; c < D2; ++c) {
-      const int64_t i0 = c < D2 / 2 ? b0 + turnsPerOutput * c : (turnsPerOutput - b0 - G) + turnsPerOutput * (D2 - 1 - c);
+      const int64_t i0 = firstTurn(c, b0);
       outputTurns<T, D, G>(outputTable + turnSamples * i0, staging + c * G * turnSamples, i0, s, mirrorBase, store);
-    }  }
+    }
+  }
 }
 
 }  // namespace zsp::dct4::kernel

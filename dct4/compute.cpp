@@ -109,22 +109,29 @@ inline bool readChain(const Env7* top, Chain& c) {
 // Level i and all below it for one context of the levels above, all L batches residues at once: each
 // sub-transform j goes to column j residues of a compact block at the start of the level's scratch (rows
 // of residues times count samples), and the combining step takes them from there to `out`, rows of
-// `outRow` samples, at `outColumn`.
+// `outRow` samples, at `outColumn`. With `streamOut` the results go to `out` past the cache.
 template <class T, int S>
 void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t foldBase, int32_t batches, T* out,
-                  int64_t outRow, int64_t outColumn) {
+                  int64_t outRow, int64_t outColumn, bool streamOut) {
   const int64_t residues = int64_t{kLanes<T>} * batches, count = c.subs[i]->count;
   const CombineShape shape{residues * count, residues, outRow, c.steps[i]->groups, c.steps[i]->subLength};
   T* block = static_cast<T*>(c.level[i]->work);
   for (int64_t j = 0; j < count; ++j) {
     const int64_t at = offset + j * c.subs[i]->step;
-    if (i + 1 == c.levels)
+    if (i + 1 == c.levels) {
       inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches);
-    else
-      compactLevel<T, S>(c, i + 1, x, at, foldBase, batches, block, shape.inRow, j * residues);
+    } else {
+      compactLevel<T, S>(c, i + 1, x, at, foldBase, batches, block, shape.inRow, j * residues, false);
+    }
   }
   withSplit(c.steps[i]->tag, [&]<int D2>() {
-    combineRows<T, D2>(static_cast<const T*>(c.steps[i]->table), shape, out, block, 0, outColumn, residues);
+    const T* table = static_cast<const T*>(c.steps[i]->table);
+    if (streamOut)
+      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
+                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(at, v); });
+    else
+      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
+                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeAligned(at, v); });
   });
 }
 
@@ -134,9 +141,11 @@ void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t fol
 // run in compact blocks at the start of their scratch vectors (which so stay in the cache) and are
 // combined into the outermost level's scratch; then the outermost combining step over all columns. A
 // chain with a damaged node is left to the depth-first walk, with nothing done. Without `withTop` the
-// outermost combining step is left to the caller.
+// outermost combining step is left to the caller; `streamOuter` writes the outermost level's scratch past
+// the cache (its runs must be whole cache lines).
 template <class T>
-bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_t batches, bool withTop = true) {
+bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_t batches, bool withTop = true,
+                  bool streamOuter = false) {
   Chain c;
   if (!readChain(top, c)) return false;
   const Env9* first = c.subs[0];
@@ -147,7 +156,8 @@ bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_
       if (c.levels == 1)
         inputRows<T, S>(x, offset, foldBase - 2 * offset, first->stride, firstWork, first->columns, column, batches);
       else
-        compactLevel<T, S>(c, 1, x, offset, foldBase, batches, firstWork, c.steps[1]->columns, column);
+        compactLevel<T, S>(c, 1, x, offset, foldBase, batches, firstWork, c.steps[1]->columns, column,
+                           streamOuter);
     }
   });
   if (!known) return false;
@@ -209,7 +219,13 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
       combineOutputStaging<T>(32, 32) > state->length)
     return false;
   T* staging = static_cast<T*>(state->work);
-  if (!levelByLevel<T>(top, staging, x, input->foldBase, input->columns, false)) return false;
+  // The outermost scratch is written in runs of L columns residues, whole cache lines when it starts on
+  // a line; when it is far larger than the cache, those runs bypass it.
+  constexpr int64_t kStreamFromBytes = int64_t{1} << 23;
+  const bool streamOuter = int64_t{state->length} * kSampleBytes<T> >= kStreamFromBytes &&
+                           reinterpret_cast<uintptr_t>(top->work) % 64 == 0;
+  if (!levelByLevel<T>(top, staging, x, input->foldBase, input->columns, false, streamOuter)) return false;
+  _mm_sfence();
   const T* in = static_cast<const T*>(top->work);
   withSplit(last->tag, [&]<int D2>() {
     // Every run of stores fills whole cache lines when y starts on a line: those bypass the cache, since

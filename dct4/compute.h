@@ -253,41 +253,21 @@ ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
   }
 }
 
-// Two fold levels at once, on the quads of list positions (i, M-1-i, M/2+i, M/2-1-i): the differences of
-// the first level for i and M/2-1-i share one rotation, so the second level's difference side needs two
-// rotations per quad instead of three. The terminals come in the order of the plain recursion.
-template <class T, int M>
-ZSP_DCT4_INLINE void foldTwoLevels(const CV<T>* l, CV<T>* terminal) {
-  CV<T> uu[M / 4], ud[M / 4], du[M / 4], dd[M / 4];
-  unroll<0, M / 4>([&]<int i>() __attribute__((always_inline)) {
-    const CV<T> p = l[i], q = l[M - 1 - i], r = l[M / 2 + i], t = l[M / 2 - 1 - i];
-    const CV<T> upper = {p.re + q.re, p.im - q.im}, mirror = {t.re + r.re, t.im - r.im};
-    uu[i] = {upper.re + mirror.re, upper.im - mirror.im};
-    ud[i] = rotate<T, (2 * i + 1) * 128 / M>(CV<T>{upper.re - mirror.re, upper.im + mirror.im});
-    // With a = p - conj(q) and b = conj(t) - r, the difference side of the second level is w (a - i b)
-    // and w v (a + i b), w and v being the rotations of the first and the second level.
-    const CV<T> a = {p.re - q.re, p.im + q.im}, b = {t.re - r.re, -t.im - r.im};
-    du[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re + b.im, a.im - b.re});
-    dd[i] = rotate<T, 3 * (2 * i + 1) * 64 / M>(CV<T>{a.re - b.im, a.im + b.re});
-  });
-  if constexpr (M / 4 >= 8) {
-    foldTwoLevels<T, M / 4>(uu, terminal);
-    foldTwoLevels<T, M / 4>(ud, terminal + M / 4);
-    foldTwoLevels<T, M / 4>(du, terminal + M / 2);
-    foldTwoLevels<T, M / 4>(dd, terminal + 3 * M / 4);
-  } else {
-    fold<T, M / 4>(uu, terminal);
-    fold<T, M / 4>(ud, terminal + M / 4);
-    fold<T, M / 4>(du, terminal + M / 2);
-    fold<T, M / 4>(dd, terminal + 3 * M / 4);
-  }
-}
-
-// The network of the output stage: at 32 residues the levels go in pairs, below it one at a time.
-template <class T, int D>
-ZSP_DCT4_INLINE void foldNetwork(const CV<T>* l, CV<T>* terminal) {
-  if constexpr (D == 32) foldTwoLevels<T, D>(l, terminal);
-  else fold<T, D>(l, terminal);
+// Two fold levels at once on one quad of list positions (i, M-1-i, M/2+i, M/2-1-i) of a list of M: the
+// differences of the first level for i and M/2-1-i share one rotation, so the second level's difference
+// side needs two rotations per quad instead of three. Gives element i of the four lists of M/4 that the
+// plain recursion would fold next, in its order.
+template <class T, int M, int i>
+ZSP_DCT4_INLINE void foldQuad(const CV<T>* l, CV<T>& uu, CV<T>& ud, CV<T>& du, CV<T>& dd) {
+  const CV<T> p = l[i], q = l[M - 1 - i], r = l[M / 2 + i], t = l[M / 2 - 1 - i];
+  const CV<T> upper = {p.re + q.re, p.im - q.im}, mirror = {t.re + r.re, t.im - r.im};
+  uu = {upper.re + mirror.re, upper.im - mirror.im};
+  ud = rotate<T, (2 * i + 1) * 128 / M>(CV<T>{upper.re - mirror.re, upper.im + mirror.im});
+  // With a = p - conj(q) and b = conj(t) - r, the difference side of the second level is w (a - i b)
+  // and w v (a + i b), w and v being the rotations of the first and the second level.
+  const CV<T> a = {p.re - q.re, p.im + q.im}, b = {t.re - r.re, -t.im - r.im};
+  du = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re + b.im, a.im - b.re});
+  dd = rotate<T, 3 * (2 * i + 1) * 64 / M>(CV<T>{a.re - b.im, a.im + b.re});
 }
 
 constexpr int bitReverse(int t, int bits) {
@@ -297,23 +277,65 @@ constexpr int bitReverse(int t, int bits) {
 }
 constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
 
+// The turn at 32 residues, with the values of outputTurn<T, 32> in another order: the table gives the
+// residues quad by quad, and its first half holds the four quads of the first level (i = 0, 4, 7, 3)
+// whose outputs make quad 0 of each list of eight at the second level, the other half those of quad 1.
+// So each half is twiddled and taken through both paired levels on its own, and only the last level,
+// on lists of two, joins the halves: fewer values are alive at a time.
+template <class T>
+ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal) {
+  constexpr int L = kLanes<T>, D = 32;
+  CV<T> half[2][4][4];  // [quad of the second level][list of the first][list of the second]
+  unroll<0, 2>([&]<int h>() __attribute__((always_inline)) {
+    CV<T> z[D];  // only the 16 residues of this half are set
+    unroll<16 * h, 16 * h + 16>([&]<int q>() __attribute__((always_inline)) {
+      constexpr int r = outputTablePair(D, 2 * q) / 2;
+      CV<T> v;
+#pragma GCC unroll 4
+      for (int l = 0; l < L; ++l) {
+        v.re[l] = rows[2 * D * l + r];
+        v.im[l] = rows[2 * D * l + D + r];
+      }
+      z[r] = twiddle(v, table + 2 * q * L);
+    });
+    CV<T> lists[4][8];  // uu, ud, du, dd of the first level, at the indices this half makes
+    constexpr int firstLevel[2][4] = {{0, 4, 7, 3}, {1, 5, 6, 2}};
+    unroll<0, 4>([&]<int k>() __attribute__((always_inline)) {
+      constexpr int i = firstLevel[h][k];
+      foldQuad<T, D, i>(z, lists[0][i], lists[1][i], lists[2][i], lists[3][i]);
+    });
+    unroll<0, 4>([&]<int list>() __attribute__((always_inline)) {
+      foldQuad<T, 8, h>(lists[list], half[h][list][0], half[h][list][1], half[h][list][2], half[h][list][3]);
+    });
+  });
+#pragma GCC unroll 16
+  for (int k = 0; k < 16; ++k) {
+    const CV<T> pair[2] = {half[0][k / 4][k % 4], half[1][k / 4][k % 4]};
+    fold<T, 2>(pair, terminal + 2 * k);
+  }
+}
+
 // One turn of the output stage: the L rows a = L i .. L i + L - 1 of all D residues, twiddled and folded;
 // terminal t holds the pairs of the outputs k = L i + s c, c the bit reversal of t.
 template <class T, int D>
 ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) {
   constexpr int L = kLanes<T>;
-  CV<T> z[D];
-  unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
-    constexpr int r = outputTablePair(D, 2 * q) / 2;
-    CV<T> v;
+  if constexpr (D == 32) {
+    outputTurn32<T>(table, rows, terminal);
+  } else {
+    CV<T> z[D];
+    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
+      constexpr int r = outputTablePair(D, 2 * q) / 2;
+      CV<T> v;
 #pragma GCC unroll 4
-    for (int l = 0; l < L; ++l) {
-      v.re[l] = rows[2 * D * l + r];
-      v.im[l] = rows[2 * D * l + D + r];
-    }
-    z[r] = twiddle(v, table + 2 * q * L);
-  });
-  foldNetwork<T, D>(z, terminal);
+      for (int l = 0; l < L; ++l) {
+        v.re[l] = rows[2 * D * l + r];
+        v.im[l] = rows[2 * D * l + D + r];
+      }
+      z[r] = twiddle(v, table + 2 * q * L);
+    });
+    fold<T, D>(z, terminal);
+  }
 }
 
 // Output stage for D residues, one turn of L rows at a time, each turn's samples stored where they go.
