@@ -113,13 +113,16 @@ inline bool readChain(const Env7* top, Chain& c) {
 template <class T, int S>
 void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t foldBase, int32_t batches, T* out,
                   int64_t outRow, int64_t outColumn, bool streamOut) {
+  // The block's rows are one cache line longer than their samples, so that a power-of-two row length
+  // does not put all rows in the same cache sets, and the bodies store into them directly.
   const int64_t residues = int64_t{kLanes<T>} * batches, count = c.subs[i]->count;
-  const CombineShape shape{residues * count, residues, outRow, c.steps[i]->groups, c.steps[i]->subLength};
+  const int64_t row = residues * count + 64 / kSampleBytes<T>;
+  const CombineShape shape{row, residues, outRow, c.steps[i]->groups, c.steps[i]->subLength};
   T* block = static_cast<T*>(c.level[i]->work);
   for (int64_t j = 0; j < count; ++j) {
     const int64_t at = offset + j * c.subs[i]->step;
     if (i + 1 == c.levels) {
-      inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches);
+      inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches, true);
     } else {
       compactLevel<T, S>(c, i + 1, x, at, foldBase, batches, block, shape.inRow, j * residues, false);
     }

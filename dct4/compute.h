@@ -203,9 +203,11 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
 // each body stores S/2 complex rows at its own L columns.
 constexpr int kMaxResidues = 32;
 
+// With `direct`, the caller's output rows do not compete for cache sets (they are padded) and the
+// bodies store into them directly.
 template <class T, int S>
 void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
-               int64_t column, int32_t batches) {
+               int64_t column, int32_t batches, bool direct = false) {
   constexpr int L = kLanes<T>;
   alignas(16) T rows[S * kMaxResidues];
   const int64_t residues = int64_t{L} * batches;
@@ -217,6 +219,20 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
     const T* from = x + offset + base - j * stride - (L - 1);
     for (int64_t r = 0; r < residues; r += L)
       storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
+  }
+  if (direct) {
+    for (int32_t b = 0; b < batches; ++b) {
+      Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+      for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
+      oddBody<T, S>(u, re, im);
+#pragma GCC unroll 64
+      for (int a = 0; a < S / 2; ++a) {
+        storeAligned(out + 2 * a * rowLength + column + L * b, re[a]);
+        storeAligned(out + (2 * a + 1) * rowLength + column + L * b, im[a]);
+      }
+    }
+    return;
   }
   // The output rows are as far apart as the input rows; they are gathered the same way.
   alignas(16) T results[S * kMaxResidues];
