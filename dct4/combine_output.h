@@ -9,22 +9,22 @@
 
 namespace zsp::dct4::kernel {
 
-// Turns made per output place and per block of rows.
-constexpr int kOutputRun = 4;
+// Turns made per output place and per block of rows: 4, one cache line of samples per place; 8 where the
+// places are spread over so many pages that fewer, longer visits pay.
+constexpr int kOutputRun = 4, kLongOutputRun = 8;
 
 // Staging the pass needs, in samples: D2 outputs of G L rows of 2D samples.
 template <class T>
-constexpr int64_t combineOutputStaging(int d2, int d) {
-  return int64_t{d2} * kOutputRun * kLanes<T> * 2 * d;
+constexpr int64_t combineOutputStaging(int d2, int d, int g) {
+  return int64_t{d2} * g * kLanes<T> * 2 * d;
 }
 
 // Rows a' of the outermost level in blocks of G L: each block gives, for each output c of the combining
 // step, G consecutive turns of the output stage (in descending order for the upper half of c, whose rows
 // are mirrored), which go to `staging` in the layout of the state's vector and from there to y.
-template <class T, int D2, int D, class Store>
+template <class T, int D2, int D, int G, class Store>
 void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, Store&& store) {
   constexpr int L = kLanes<T>;
-  constexpr int G = kOutputRun;
   constexpr int64_t turnSamples = 2 * D * L;
   const T* combineTable = static_cast<const T*>(c8->table);
   const T* outputTable = static_cast<const T*>(e4->table);

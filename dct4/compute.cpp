@@ -219,8 +219,12 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   const auto* last = static_cast<const Env8*>(x3_EnvList_get(top->rules, 0));
   if (last->tag < 3 || last->tag > 5 || last->columns != 32 || last->groups % (kOutputRun * L) != 0 ||
       int64_t{output->subLength} != int64_t{last->subLength} << last->tag ||
-      combineOutputStaging<T>(32, 32) > state->length)
+      combineOutputStaging<T>(32, 32, kOutputRun) > state->length)
     return false;
+  constexpr int64_t kLongRunFromBytes = int64_t{1} << 22;
+  const bool longRuns = int64_t{state->length} * kSampleBytes<T> >= kLongRunFromBytes &&
+                        last->groups % (kLongOutputRun * L) == 0 &&
+                        combineOutputStaging<T>(32, 32, kLongOutputRun) <= state->length;
   T* staging = static_cast<T*>(state->work);
   // The outermost scratch is written in runs of L columns residues, whole cache lines when it starts on
   // a line; when it is far larger than the cache, those runs bypass it.
@@ -233,12 +237,14 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   withSplit(last->tag, [&]<int D2>() {
     // Every run of stores fills whole cache lines when y starts on a line: those bypass the cache, since
     // nothing reads them back during the transform and y need not be fetched first.
-    if (reinterpret_cast<uintptr_t>(y) % 64 == 0)
-      combineIntoOutput<T, D2, 32>(last, in, output, staging,
-                                   [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); });
+    auto streaming = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); };
+    auto plain = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); };
+    if (reinterpret_cast<uintptr_t>(y) % 64 != 0)
+      combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, plain);
+    else if (longRuns)
+      combineIntoOutput<T, D2, 32, kLongOutputRun>(last, in, output, staging, streaming);
     else
-      combineIntoOutput<T, D2, 32>(last, in, output, staging,
-                                   [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); });
+      combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, streaming);
   });
   _mm_sfence();
   return true;
