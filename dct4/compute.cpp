@@ -221,7 +221,7 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
       int64_t{output->subLength} != int64_t{last->subLength} << last->tag ||
       combineOutputStaging<T>(32, 32, kOutputRun) > state->length)
     return false;
-  constexpr int64_t kLongRunFromBytes = int64_t{1} << 22;
+  constexpr int64_t kLongRunFromBytes = int64_t{1} << 21;
   const bool longRuns = int64_t{state->length} * kSampleBytes<T> >= kLongRunFromBytes &&
                         last->groups % (kLongOutputRun * L) == 0 &&
                         combineOutputStaging<T>(32, 32, kLongOutputRun) <= state->length;
