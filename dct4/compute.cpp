@@ -234,12 +234,16 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   if (!levelByLevel<T>(top, staging, x, input->foldBase, input->columns, false, streamOuter)) return false;
   _mm_sfence();
   const T* in = static_cast<const T*>(top->work);
+  // The runs to y start on whole lines when y does and the mirrored runs end at an even N (an odd N
+  // moves them by one sample).
+  const int64_t mirrorEnd = int64_t{output->foldBase} + 1 - int64_t{output->subLength} * 32;
+  const bool lineRuns = reinterpret_cast<uintptr_t>(y) % 64 == 0 && mirrorEnd % (kOutputRun * L) == 0;
   withSplit(last->tag, [&]<int D2>() {
-    // Every run of stores fills whole cache lines when y starts on a line: those bypass the cache, since
-    // nothing reads them back during the transform and y need not be fetched first.
+    // When every run of stores fills whole cache lines, the runs bypass the cache, since nothing reads
+    // them back during the transform and y need not be fetched first.
     auto streaming = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); };
     auto plain = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); };
-    if (reinterpret_cast<uintptr_t>(y) % 64 != 0)
+    if (!lineRuns)
       combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, plain);
     else if (longRuns)
       combineIntoOutput<T, D2, 32, kLongOutputRun>(last, in, output, staging, streaming);
