@@ -213,7 +213,7 @@ zspStatus env4Compute(const Env4* e, T* y, const T* work) {
 template <class T>
 bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* output, T* y, const T* x) {
   constexpr int L = kLanes<T>;
-  constexpr int64_t kFromBytes = int64_t{1} << 18;
+  constexpr int64_t kFromBytes = int64_t{1} << 17;
   if (int64_t{state->length} * kSampleBytes<T> < kFromBytes || input->tag != 7 || output->tag != 6) return false;
   const auto* top = static_cast<const Env7*>(x3_EnvList_get(input->rules, 0));
   const auto* last = static_cast<const Env8*>(x3_EnvList_get(top->rules, 0));
