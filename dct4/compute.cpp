@@ -235,9 +235,12 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   _mm_sfence();
   const T* in = static_cast<const T*>(top->work);
   // The runs to y start on whole lines when y does and the mirrored runs end at an even N (an odd N
-  // moves them by one sample).
+  // moves them by one sample). Below 1 MiB of samples y is likely still in the cache from its last use,
+  // where streaming stores would first have to evict it, so there they are ordinary stores.
+  constexpr int64_t kStreamOutputFromBytes = int64_t{1} << 20;
   const int64_t mirrorEnd = int64_t{output->foldBase} + 1 - int64_t{output->subLength} * 32;
-  const bool lineRuns = reinterpret_cast<uintptr_t>(y) % 64 == 0 && mirrorEnd % (kOutputRun * L) == 0;
+  const bool lineRuns = reinterpret_cast<uintptr_t>(y) % 64 == 0 && mirrorEnd % (kOutputRun * L) == 0 &&
+                        int64_t{state->length} * kSampleBytes<T> >= kStreamOutputFromBytes;
   withSplit(last->tag, [&]<int D2>() {
     // When every run of stores fills whole cache lines, the runs bypass the cache, since nothing reads
     // them back during the transform and y need not be fetched first.

@@ -405,17 +405,6 @@ void outputStageGathered(const Env4* e, T* y, const T* work) {
   constexpr int G = 4;
   const T* table = static_cast<const T*>(e->table);
   const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
-  // Runs of G L samples are whole cache lines when y starts on a line and the mirrored runs end at a
-  // multiple of the run (even N); from 128 KiB of samples on they then bypass the cache.
-  constexpr int64_t kStreamFromBytes = int64_t{1} << 17;
-  if (int64_t{e->length} * kSampleBytes<T> >= kStreamFromBytes && reinterpret_cast<uintptr_t>(y) % 64 == 0 &&
-      (mirrorBase + 1) % (G * L) == 0) {
-    for (int32_t i0 = 0; i0 < e->vectors; i0 += G)
-      outputTurns<T, D, G>(table + int64_t{2} * D * L * i0, work + int64_t{2} * D * L * i0, i0, s, mirrorBase,
-                           [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); });
-    _mm_sfence();
-    return;
-  }
   for (int32_t i0 = 0; i0 < e->vectors; i0 += G)
     outputTurns<T, D, G>(table + int64_t{2} * D * L * i0, work + int64_t{2} * D * L * i0, i0, s, mirrorBase,
                          [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); });
