@@ -1,5 +1,5 @@
 // The compute operations of the plan tree and the transform entry of both precisions.
-#include "dct4/compute.h"
+#include "dct4/combine_output.h"
 
 #include "dct4/direct.h"
 #include "dct4/plan.h"
@@ -51,95 +51,26 @@ zspStatus env9Compute(const Env9* e, T* out, const T* x, int64_t offset, int64_t
   return known ? zspStsNoErr : zspStsPlanErr;
 }
 
-// Combining step of split D2 over rows a' < s'/2: twiddles, then a D2-point DFT across the sub-transforms.
-// The rows a combining step reads for one a' (and those it writes) lie a power of two apart, so they would
-// all compete for the same few cache sets; each row's run of residues is therefore copied into a
-// contiguous block first, all batches work on the blocks, and the results go out row by row.
-template <class T, int D2>
-void combine(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn, int32_t batches) {
-  constexpr int L = kLanes<T>;
-  constexpr int64_t V = 2 * L;  // samples per cosine-sine pair of vectors
-  constexpr int64_t R = kMaxResidues;
-  alignas(16) T staged[2][D2][R];   // [re/im][j][residue]
-  alignas(16) T results[D2][2][R];  // [c][re/im][residue]
-  const T* table = static_cast<const T*>(e->table);
-  const int64_t columns = e->columns, inRow = int64_t{e->outStride} / 2, sub = e->subLength;
-  const int64_t rows = e->groups, allResidues = int64_t{L} * batches;
-  for (int64_t a = 0; a < rows; ++a)
-  for (int64_t first = 0; first < allResidues; first += R) {  // runs of at most R residues
-    const int64_t residues = allResidues - first < R ? allResidues - first : R;
-    const T* inRe = in + 2 * a * inRow + inColumn + first;
-    for (int part = 0; part < 2; ++part)
-      for (int j = 0; j < D2; ++j)
-        for (int64_t r = 0; r < residues; r += L)
-          storeAligned(&staged[part][j][r], loadAligned(inRe + part * inRow + j * columns + r));
-    auto put = [&](int c, CV<T> v, int64_t r) __attribute__((always_inline)) {
-      storeAligned(&results[c][0][r], v.re);
-      storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
-    };
-    auto load = [&](int j, int64_t r) __attribute__((always_inline)) {
-      return CV<T>{loadAligned(&staged[0][j][r]), loadAligned(&staged[1][j][r])};
-    };
-    for (int64_t r = 0; r < residues; r += L) {
-      if constexpr (D2 <= 8) {
-        const T* tw = table + a * (D2 - 1) * V;
-        CV<T> x[D2];
-        x[0] = load(0, r);
-#pragma GCC unroll 64
-        for (int j = 1; j < D2; ++j) x[j] = twiddle(load(j, r), tw + (j - 1) * V);
-        dft<T, D2>(x);
-#pragma GCC unroll 64
-        for (int c = 0; c < D2; ++c) put(c, x[c], r);
-      } else {
-        // Two levels: a radix-R1 step over j = u + 4k with the twiddles of 4k, then radix 4 over u with
-        // the twiddles of the first level's outputs v.
-        constexpr int R1 = D2 / 4;
-        constexpr int64_t perRowA = R1 * 6, perRowB = (R1 - 1) * 2;  // vectors per row a
-        constexpr bool bFirst = sizeof(T) == 8 && D2 == 32;
-        const T* sectionA = table + (bFirst ? rows * perRowB * L : 0) + a * perRowA * L;
-        const T* sectionB = table + (bFirst ? 0 : rows * perRowA * L) + a * perRowB * L;
-        CV<T> y[4][R1];
-#pragma GCC unroll 64
-        for (int u = 0; u < 4; ++u) {
-          y[u][0] = load(u, r);
-#pragma GCC unroll 64
-          for (int k = 1; k < R1; ++k) y[u][k] = twiddle(load(u + 4 * k, r), sectionB + (k - 1) * V);
-          dft<T, R1>(y[u]);
-        }
-#pragma GCC unroll 64
-        for (int v = 0; v < R1; ++v) {
-          CV<T> z[4];
-          z[0] = y[0][v];
-#pragma GCC unroll 64
-          for (int u = 1; u < 4; ++u) z[u] = twiddle(y[u][v], sectionA + (v * 3 + u - 1) * V);
-          dft<T, 4>(z);
-#pragma GCC unroll 64
-          for (int q = 0; q < 4; ++q) put(v + R1 * q, z[q], r);
-        }
-      }
-    }
-    // Output c below the half goes to row a + s' c as it is, the others conjugated (above) to the
-    // mirrored row.
-    for (int c = 0; c < D2; ++c) {
-      const int64_t row = c < D2 / 2 ? a + sub * c : (sub - 1 - a) + sub * (D2 - 1 - c);
-      T* toRe = out + 2 * row * columns + outColumn + first;
-      for (int part = 0; part < 2; ++part)
-        for (int64_t r = 0; r < residues; r += L)
-          storeAligned(toRe + part * columns + r, loadAligned(&results[c][part][r]));
-    }
+// Runs `f.operator()<D2>()` for the split of a combining tag 1..5; false for any other tag.
+template <class F>
+bool withSplit(int32_t tag, F&& f) {
+  switch (tag) {
+    case 1: f.template operator()<2>(); return true;
+    case 2: f.template operator()<4>(); return true;
+    case 3: f.template operator()<8>(); return true;
+    case 4: f.template operator()<16>(); return true;
+    case 5: f.template operator()<32>(); return true;
+    default: return false;
   }
 }
 
 template <class T>
 zspStatus env8Compute(const Env8* e, T* out, const T* in, int64_t inColumn, int64_t outColumn, int32_t batches) {
-  switch (e->tag) {
-    case 1: combine<T, 2>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
-    case 2: combine<T, 4>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
-    case 3: combine<T, 8>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
-    case 4: combine<T, 16>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
-    case 5: combine<T, 32>(e, out, in, inColumn, outColumn, batches); return zspStsNoErr;
-    default: return zspStsPlanErr;
-  }
+  const bool known = withSplit(e->tag, [&]<int D2>() {
+    combineRows<T, D2>(static_cast<const T*>(e->table), planShape(e), out, in, inColumn, outColumn,
+                       int64_t{kLanes<T>} * batches);
+  });
+  return known ? zspStsNoErr : zspStsPlanErr;
 }
 
 template <class T>
@@ -152,47 +83,88 @@ zspStatus env7Compute(const Env7* e, T* out, const T* x, int64_t offset, int64_t
                         batches);
 }
 
-// The chain of splitting steps level by level instead of depth first, with the same values: first every
-// sub-transform body of the deepest level, the outermost level's sub-transforms innermost so that
-// neighbouring bodies read neighbouring input; then each level's combining step over all of its columns at
-// once, deepest first. The scratch of each level holds the results of all its contexts side by side, so
-// nothing is overwritten before it is used. A chain with a damaged node is left to the depth-first walk.
-template <class T>
-bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_t batches) {
-  constexpr int L = kLanes<T>;
-  constexpr int kMaxLevels = 8;
+// A chain of splitting steps from the input stage down, each level's node, sub-transforms and combining
+// step; false for a damaged node or an implausibly deep chain.
+struct Chain {
+  static constexpr int kMaxLevels = 8;
   const Env7* level[kMaxLevels];
   const Env9* subs[kMaxLevels];
+  const Env8* steps[kMaxLevels];
   int levels = 0;
-  for (const Env7* e = top; e != nullptr; ++levels) {
-    if (levels == kMaxLevels || e->tag != 1) return false;
-    level[levels] = e;
-    subs[levels] = static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0));
-    const auto* combineStep = static_cast<const Env8*>(x3_EnvList_get(e->rules, 0));
-    if (combineStep->tag < 1 || combineStep->tag > 5) return false;
-    e = subs[levels]->tag == 7 ? static_cast<const Env7*>(x3_EnvList_get(subs[levels]->rules, 0)) : nullptr;
+};
+
+inline bool readChain(const Env7* top, Chain& c) {
+  for (const Env7* e = top; e != nullptr; ++c.levels) {
+    if (c.levels == Chain::kMaxLevels || e->tag != 1) return false;
+    const int i = c.levels;
+    c.level[i] = e;
+    c.subs[i] = static_cast<const Env9*>(x3_EnvList_get(e->rules2, 0));
+    c.steps[i] = static_cast<const Env8*>(x3_EnvList_get(e->rules, 0));
+    if (c.steps[i]->tag < 1 || c.steps[i]->tag > 5) return false;
+    e = c.subs[i]->tag == 7 ? static_cast<const Env7*>(x3_EnvList_get(c.subs[i]->rules, 0)) : nullptr;
   }
-  const Env9* leaf = subs[levels - 1];
-  T* leafWork = static_cast<T*>(level[levels - 1]->work);
-  int32_t total = 1;
-  for (int i = 0; i < levels; ++i) total *= subs[i]->count;
-  const bool known = withBodyLength(leaf->tag, [&]<int S>() {
-    for (int32_t t = 0; t < total; ++t) {
-      int64_t offset = 0, column = 0;
-      for (int i = 0, rest = t; i < levels; rest /= subs[i]->count, ++i) {
-        const int32_t j = rest % subs[i]->count;
-        offset += int64_t{j} * subs[i]->step;
-        column += int64_t{j} * subs[i]->columnStep;
-      }
-      inputRows<T, S>(x, offset, foldBase - 2 * offset, leaf->stride, leafWork, leaf->columns, column, batches);
+  return c.levels > 0;
+}
+
+// Level i and all below it for one context of the levels above, all L batches residues at once: each
+// sub-transform j goes to column j residues of a compact block at the start of the level's scratch (rows
+// of residues times count samples), and the combining step takes them from there to `out`, rows of
+// `outRow` samples, at `outColumn`. With `streamOut` the results go to `out` past the cache.
+template <class T, int S>
+void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t foldBase, int32_t batches, T* out,
+                  int64_t outRow, int64_t outColumn, bool streamOut) {
+  // The block's rows are one cache line longer than their samples, so that a power-of-two row length
+  // does not put all rows in the same cache sets, and the bodies store into them directly.
+  const int64_t residues = int64_t{kLanes<T>} * batches, count = c.subs[i]->count;
+  const int64_t row = residues * count + 64 / kSampleBytes<T>;
+  const CombineShape shape{row, residues, outRow, c.steps[i]->groups, c.steps[i]->subLength};
+  T* block = static_cast<T*>(c.level[i]->work);
+  for (int64_t j = 0; j < count; ++j) {
+    const int64_t at = offset + j * c.subs[i]->step;
+    if (i + 1 == c.levels) {
+      inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches, true);
+    } else {
+      compactLevel<T, S>(c, i + 1, x, at, foldBase, batches, block, shape.inRow, j * residues, false);
+    }
+  }
+  withSplit(c.steps[i]->tag, [&]<int D2>() {
+    const T* table = static_cast<const T*>(c.steps[i]->table);
+    if (streamOut)
+      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
+                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(at, v); });
+    else
+      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
+                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeAligned(at, v); });
+  });
+}
+
+// The chain of splitting steps level by level instead of depth first, with the same values. With one
+// level: every sub-transform body, neighbouring bodies reading neighbouring input, then the combining step
+// over all columns at once. With more: for each sub-transform of the outermost level, all levels below it
+// run in compact blocks at the start of their scratch vectors (which so stay in the cache) and are
+// combined into the outermost level's scratch; then the outermost combining step over all columns. A
+// chain with a damaged node is left to the depth-first walk, with nothing done. Without `withTop` the
+// outermost combining step is left to the caller; `streamOuter` writes the outermost level's scratch past
+// the cache (its runs must be whole cache lines).
+template <class T>
+bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_t batches, bool withTop = true,
+                  bool streamOuter = false) {
+  Chain c;
+  if (!readChain(top, c)) return false;
+  const Env9* first = c.subs[0];
+  const bool known = withBodyLength(c.subs[c.levels - 1]->tag, [&]<int S>() {
+    T* firstWork = static_cast<T*>(top->work);
+    for (int64_t j = 0; j < first->count; ++j) {
+      const int64_t offset = j * first->step, column = j * first->columnStep;
+      if (c.levels == 1)
+        inputRows<T, S>(x, offset, foldBase - 2 * offset, first->stride, firstWork, first->columns, column, batches);
+      else
+        compactLevel<T, S>(c, 1, x, offset, foldBase, batches, firstWork, c.steps[1]->columns, column,
+                           streamOuter);
     }
   });
   if (!known) return false;
-  for (int i = levels - 1; i >= 0; --i) {
-    T* out = i == 0 ? work : static_cast<T*>(level[i - 1]->work);
-    env8Compute<T>(static_cast<const Env8*>(x3_EnvList_get(level[i]->rules, 0)), out,
-                   static_cast<const T*>(level[i]->work), 0, 0, level[i]->columns / L);
-  }
+  if (withTop) env8Compute<T>(c.steps[0], work, static_cast<const T*>(top->work), 0, 0, top->columns / kLanes<T>);
   return true;
 }
 
@@ -235,6 +207,56 @@ zspStatus env4Compute(const Env4* e, T* y, const T* work) {
   }
 }
 
+// Transforms long enough to leave the cache run the outermost combining step and the output stage as one
+// pass (the state's vector then only stages a block of rows). Needs a sound tree with 32 residues, whole
+// blocks of rows and splits of 8 to 32; false, with nothing done, otherwise.
+template <class T>
+bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* output, T* y, const T* x) {
+  constexpr int L = kLanes<T>;
+  constexpr int64_t kFromBytes = int64_t{1} << 17;
+  if (int64_t{state->length} * kSampleBytes<T> < kFromBytes || input->tag != 7 || output->tag != 6) return false;
+  const auto* top = static_cast<const Env7*>(x3_EnvList_get(input->rules, 0));
+  const auto* last = static_cast<const Env8*>(x3_EnvList_get(top->rules, 0));
+  if (last->tag < 3 || last->tag > 5 || last->columns != 32 || last->groups % (kOutputRun * L) != 0 ||
+      int64_t{output->subLength} != int64_t{last->subLength} << last->tag ||
+      combineOutputStaging<T>(32, 32, kOutputRun) > state->length)
+    return false;
+  constexpr int64_t kLongRunFromBytes = int64_t{1} << 21;
+  const bool longRuns = int64_t{state->length} * kSampleBytes<T> >= kLongRunFromBytes &&
+                        last->groups % (kLongOutputRun * L) == 0 &&
+                        combineOutputStaging<T>(32, 32, kLongOutputRun) <= state->length;
+  T* staging = static_cast<T*>(state->work);
+  // The outermost scratch is written in runs of L columns residues, whole cache lines when it starts on
+  // a line; when it is far larger than the cache, those runs bypass it.
+  constexpr int64_t kStreamFromBytes = int64_t{1} << 21;
+  const bool streamOuter = int64_t{state->length} * kSampleBytes<T> >= kStreamFromBytes &&
+                           reinterpret_cast<uintptr_t>(top->work) % 64 == 0;
+  if (!levelByLevel<T>(top, staging, x, input->foldBase, input->columns, false, streamOuter)) return false;
+  _mm_sfence();
+  const T* in = static_cast<const T*>(top->work);
+  // The runs to y start on whole lines when y does and the mirrored runs end at an even N (an odd N
+  // moves them by one sample). Below 1 MiB of samples y is likely still in the cache from its last use,
+  // where streaming stores would first have to evict it, so there they are ordinary stores.
+  constexpr int64_t kStreamOutputFromBytes = int64_t{1} << 20;
+  const int64_t mirrorEnd = int64_t{output->foldBase} + 1 - int64_t{output->subLength} * 32;
+  const bool lineRuns = reinterpret_cast<uintptr_t>(y) % 64 == 0 && mirrorEnd % (kOutputRun * L) == 0 &&
+                        int64_t{state->length} * kSampleBytes<T> >= kStreamOutputFromBytes;
+  withSplit(last->tag, [&]<int D2>() {
+    // When every run of stores fills whole cache lines, the runs bypass the cache, since nothing reads
+    // them back during the transform and y need not be fetched first.
+    auto streaming = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); };
+    auto plain = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); };
+    if (!lineRuns)
+      combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, plain);
+    else if (longRuns)
+      combineIntoOutput<T, D2, 32, kLongOutputRun>(last, in, output, staging, streaming);
+    else
+      combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, streaming);
+  });
+  _mm_sfence();
+  return true;
+}
+
 template <class T>
 zspStatus transform(const T* src, T* dst, const Env1* state) {
   if (src == nullptr || dst == nullptr || state == nullptr) return zspStsNullPtrErr;
@@ -247,8 +269,12 @@ zspStatus transform(const T* src, T* dst, const Env1* state) {
     case 6: {
       T* work = static_cast<T*>(state->work);
       const auto* in = static_cast<const Env3*>(x3_EnvList_get(state->inputStage, 0));
-      if (in->tag == 1) env5Compute<T>(static_cast<const Env5*>(x3_EnvList_get(in->rules, 0)), work, src);
       const auto* out = static_cast<const Env2*>(x3_EnvList_get(state->outputStage, 0));
+      if (in->tag == 1 && out->tag == 1 &&
+          combinedOutputTransform<T>(state, static_cast<const Env5*>(x3_EnvList_get(in->rules, 0)),
+                                     static_cast<const Env4*>(x3_EnvList_get(out->rules, 0)), dst, src))
+        break;
+      if (in->tag == 1) env5Compute<T>(static_cast<const Env5*>(x3_EnvList_get(in->rules, 0)), work, src);
       if (out->tag == 1) env4Compute<T>(static_cast<const Env4*>(x3_EnvList_get(out->rules, 0)), dst, work);
       break;
     }

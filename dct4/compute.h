@@ -7,6 +7,9 @@
 #ifndef ZSPGEN_DCT4_COMPUTE_H
 #define ZSPGEN_DCT4_COMPUTE_H
 
+#include <emmintrin.h>
+
+#include <cstdint>
 #include <cstring>
 
 #include "dct4/angles.h"
@@ -47,6 +50,10 @@ ZSP_DCT4_INLINE Vec<T> loadUnaligned(const T* p) {
 }
 template <class T>
 ZSP_DCT4_INLINE void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memcpy(p, &v, sizeof v); }
+
+// A 16-byte aligned store that bypasses the cache.
+ZSP_DCT4_INLINE void storeStreaming(float* p, Vec<float> v) { _mm_stream_ps(p, v); }
+ZSP_DCT4_INLINE void storeStreaming(double* p, Vec<double> v) { _mm_stream_pd(p, v); }
 
 template <class T>
 ZSP_DCT4_INLINE Vec<T> reversed(Vec<T> v) {
@@ -196,9 +203,11 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
 // each body stores S/2 complex rows at its own L columns.
 constexpr int kMaxResidues = 32;
 
+// With `direct`, the caller's output rows do not compete for cache sets (they are padded) and the
+// bodies store into them directly.
 template <class T, int S>
 void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
-               int64_t column, int32_t batches) {
+               int64_t column, int32_t batches, bool direct = false) {
   constexpr int L = kLanes<T>;
   alignas(16) T rows[S * kMaxResidues];
   const int64_t residues = int64_t{L} * batches;
@@ -210,6 +219,20 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
     const T* from = x + offset + base - j * stride - (L - 1);
     for (int64_t r = 0; r < residues; r += L)
       storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
+  }
+  if (direct) {
+    for (int32_t b = 0; b < batches; ++b) {
+      Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+      for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
+      oddBody<T, S>(u, re, im);
+#pragma GCC unroll 64
+      for (int a = 0; a < S / 2; ++a) {
+        storeAligned(out + 2 * a * rowLength + column + L * b, re[a]);
+        storeAligned(out + (2 * a + 1) * rowLength + column + L * b, im[a]);
+      }
+    }
+    return;
   }
   // The output rows are as far apart as the input rows; they are gathered the same way.
   alignas(16) T results[S * kMaxResidues];
@@ -246,6 +269,23 @@ ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
   }
 }
 
+// Two fold levels at once on one quad of list positions (i, M-1-i, M/2+i, M/2-1-i) of a list of M: the
+// differences of the first level for i and M/2-1-i share one rotation, so the second level's difference
+// side needs two rotations per quad instead of three. Gives element i of the four lists of M/4 that the
+// plain recursion would fold next, in its order.
+template <class T, int M, int i>
+ZSP_DCT4_INLINE void foldQuad(const CV<T>* l, CV<T>& uu, CV<T>& ud, CV<T>& du, CV<T>& dd) {
+  const CV<T> p = l[i], q = l[M - 1 - i], r = l[M / 2 + i], t = l[M / 2 - 1 - i];
+  const CV<T> upper = {p.re + q.re, p.im - q.im}, mirror = {t.re + r.re, t.im - r.im};
+  uu = {upper.re + mirror.re, upper.im - mirror.im};
+  ud = rotate<T, (2 * i + 1) * 128 / M>(CV<T>{upper.re - mirror.re, upper.im + mirror.im});
+  // With a = p - conj(q) and b = conj(t) - r, the difference side of the second level is w (a - i b)
+  // and w v (a + i b), w and v being the rotations of the first and the second level.
+  const CV<T> a = {p.re - q.re, p.im + q.im}, b = {t.re - r.re, -t.im - r.im};
+  du = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re + b.im, a.im - b.re});
+  dd = rotate<T, 3 * (2 * i + 1) * 64 / M>(CV<T>{a.re - b.im, a.im + b.re});
+}
+
 constexpr int bitReverse(int t, int bits) {
   int r = 0;
   for (int b = 0; b < bits; ++b) r |= ((t >> b) & 1) << (bits - 1 - b);
@@ -253,23 +293,65 @@ constexpr int bitReverse(int t, int bits) {
 }
 constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
 
+// The turn at 32 residues, with the values of outputTurn<T, 32> in another order: the table gives the
+// residues quad by quad, and its first half holds the four quads of the first level (i = 0, 4, 7, 3)
+// whose outputs make quad 0 of each list of eight at the second level, the other half those of quad 1.
+// So each half is twiddled and taken through both paired levels on its own, and only the last level,
+// on lists of two, joins the halves: fewer values are alive at a time.
+template <class T>
+ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal) {
+  constexpr int L = kLanes<T>, D = 32;
+  CV<T> half[2][4][4];  // [quad of the second level][list of the first][list of the second]
+  unroll<0, 2>([&]<int h>() __attribute__((always_inline)) {
+    CV<T> z[D];  // only the 16 residues of this half are set
+    unroll<16 * h, 16 * h + 16>([&]<int q>() __attribute__((always_inline)) {
+      constexpr int r = outputTablePair(D, 2 * q) / 2;
+      CV<T> v;
+#pragma GCC unroll 4
+      for (int l = 0; l < L; ++l) {
+        v.re[l] = rows[2 * D * l + r];
+        v.im[l] = rows[2 * D * l + D + r];
+      }
+      z[r] = twiddle(v, table + 2 * q * L);
+    });
+    CV<T> lists[4][8];  // uu, ud, du, dd of the first level, at the indices this half makes
+    constexpr int firstLevel[2][4] = {{0, 4, 7, 3}, {1, 5, 6, 2}};
+    unroll<0, 4>([&]<int k>() __attribute__((always_inline)) {
+      constexpr int i = firstLevel[h][k];
+      foldQuad<T, D, i>(z, lists[0][i], lists[1][i], lists[2][i], lists[3][i]);
+    });
+    unroll<0, 4>([&]<int list>() __attribute__((always_inline)) {
+      foldQuad<T, 8, h>(lists[list], half[h][list][0], half[h][list][1], half[h][list][2], half[h][list][3]);
+    });
+  });
+#pragma GCC unroll 16
+  for (int k = 0; k < 16; ++k) {
+    const CV<T> pair[2] = {half[0][k / 4][k % 4], half[1][k / 4][k % 4]};
+    fold<T, 2>(pair, terminal + 2 * k);
+  }
+}
+
 // One turn of the output stage: the L rows a = L i .. L i + L - 1 of all D residues, twiddled and folded;
 // terminal t holds the pairs of the outputs k = L i + s c, c the bit reversal of t.
 template <class T, int D>
 ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) {
   constexpr int L = kLanes<T>;
-  CV<T> z[D];
-  unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
-    constexpr int r = outputTablePair(D, 2 * q) / 2;
-    CV<T> v;
+  if constexpr (D == 32) {
+    outputTurn32<T>(table, rows, terminal);
+  } else {
+    CV<T> z[D];
+    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
+      constexpr int r = outputTablePair(D, 2 * q) / 2;
+      CV<T> v;
 #pragma GCC unroll 4
-    for (int l = 0; l < L; ++l) {
-      v.re[l] = rows[2 * D * l + r];
-      v.im[l] = rows[2 * D * l + D + r];
-    }
-    z[r] = twiddle(v, table + 2 * q * L);
-  });
-  fold<T, D>(z, terminal);
+      for (int l = 0; l < L; ++l) {
+        v.re[l] = rows[2 * D * l + r];
+        v.im[l] = rows[2 * D * l + D + r];
+      }
+      z[r] = twiddle(v, table + 2 * q * L);
+    });
+    fold<T, D>(z, terminal);
+  }
 }
 
 // Output stage for D residues, one turn of L rows at a time, each turn's samples stored where they go.
@@ -290,33 +372,42 @@ void outputStage(const Env4* e, T* y, const T* work) {
   }
 }
 
-// The same for long transforms, whose 2D places per turn lie a power of two apart and would compete for
-// the same cache sets: G turns are gathered first, so each place receives one run of G L samples.
+// G consecutive turns from group i0 on, their rows one after the other: each of the 2D places of the
+// turns receives one run of G L samples, staged first, so that places a power of two apart do not compete
+// for the same cache sets while a run is being filled.
+template <class T, int D, int G, class Store>
+ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int64_t s, int64_t mirrorBase,
+                                 Store&& store) {
+  constexpr int L = kLanes<T>;
+  alignas(16) T staged[D][2][G * L];
+  for (int g = 0; g < G; ++g) {
+    CV<T> terminal[D];
+    outputTurn<T, D>(table + 2 * D * L * g, rows + 2 * D * L * g, terminal);
+#pragma GCC unroll 64
+    for (int t = 0; t < D; ++t) {
+      storeAligned(&staged[t][0][g * L], terminal[t].re);
+      storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
+    }
+  }
+  for (int t = 0; t < D; ++t) {
+    const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
+    for (int p = 0; p < G * L; p += L) {
+      store(k + p, loadAligned(&staged[t][0][p]));
+      store(mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
+    }
+  }
+}
+
+// The same for long transforms, whose 2D places per turn lie a power of two apart: G turns at a time.
 template <class T, int D>
 void outputStageGathered(const Env4* e, T* y, const T* work) {
   constexpr int L = kLanes<T>;
   constexpr int G = 4;
   const T* table = static_cast<const T*>(e->table);
   const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
-  alignas(16) T staged[D][2][G * L];
-  for (int32_t i0 = 0; i0 < e->vectors; i0 += G) {
-    for (int g = 0; g < G; ++g, table += 2 * D * L) {
-      CV<T> terminal[D];
-      outputTurn<T, D>(table, work + int64_t{2} * D * L * (i0 + g), terminal);
-#pragma GCC unroll 64
-      for (int t = 0; t < D; ++t) {
-        storeAligned(&staged[t][0][g * L], terminal[t].re);
-        storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
-      }
-    }
-    for (int t = 0; t < D; ++t) {
-      const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
-      for (int p = 0; p < G * L; p += L) {
-        storeUnaligned(y + k + p, loadAligned(&staged[t][0][p]));
-        storeUnaligned(y + mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
-      }
-    }
-  }
+  for (int32_t i0 = 0; i0 < e->vectors; i0 += G)
+    outputTurns<T, D, G>(table + int64_t{2} * D * L * i0, work + int64_t{2} * D * L * i0, i0, s, mirrorBase,
+                         [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); });
 }
 
 }  // namespace zsp::dct4::kernel
