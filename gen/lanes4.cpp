@@ -214,9 +214,7 @@ class Lowering {
     loads();
     reach();
     if (failed_) return code;
-    std::vector<int> order = schedule();
-    if (failed_) return code;
-    emitAll(order, code);
+    emitAll(code);
     code.ok = !failed_;
     return code;
   }
@@ -631,38 +629,18 @@ class Lowering {
     return out;
   }
 
-  std::vector<int> schedule() {
-    const size_t n = packs_.size();
-    std::vector<std::vector<int>> users(n);
-    std::vector<int> waiting(n, 0);
-    for (size_t p = 0; p < n; ++p) {
+  // Resolves the operands of every needed pack; the packs each one waits for.
+  std::vector<std::vector<int>> dependencies() {
+    std::vector<std::vector<int>> deps(packs_.size());
+    for (size_t p = 0; p < packs_.size(); ++p) {
       if (!needed_[p]) continue;
       Pack& pk = packs_[p];
       for (const Lanes& o : pk.operands) pk.resolved.push_back(resolve(o, static_cast<int>(p), pk.kind == Pack::Product));
-      std::vector<int> deps;
       for (const LaneLocs& o : pk.resolved)
         for (const Loc& at : o)
-          if (at.pack >= 0 && std::find(deps.begin(), deps.end(), at.pack) == deps.end()) deps.push_back(at.pack);
-      for (int d : deps) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
-      waiting[p] = static_cast<int>(deps.size());
+          if (at.pack >= 0 && std::find(deps[p].begin(), deps[p].end(), at.pack) == deps[p].end()) deps[p].push_back(at.pack);
     }
-    std::priority_queue<int, std::vector<int>, std::greater<int>> ready;
-    size_t count = 0;
-    for (size_t p = 0; p < n; ++p)
-      if (needed_[p]) {
-        ++count;
-        if (waiting[p] == 0) ready.push(static_cast<int>(p));
-      }
-    std::vector<int> order;
-    while (!ready.empty()) {
-      const int p = ready.top();
-      ready.pop();
-      order.push_back(p);
-      for (int u : users[static_cast<size_t>(p)])
-        if (--waiting[static_cast<size_t>(u)] == 0) ready.push(u);
-    }
-    if (order.size() != count) failed_ = true;
-    return order;
+    return deps;
   }
 
   // ---- emission -------------------------------------------------------------------------------------
@@ -689,68 +667,180 @@ class Lowering {
     return sh.gather(t);
   }
 
-  void emitAll(const std::vector<int>& order, Code& code) {
+  void emitPack(int id, Shuffler& sh, std::ostringstream& s, Code& code) {
+    const std::string& in = indent_;
+    const Pack& p = packs_[static_cast<size_t>(id)];
+    const std::string v = reg(id, 0);
+    if (p.kind == Pack::Load) {
+      auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
+      s << in << "const __m128 " << v << " = ";
+      if (p.pairLoad) {
+        s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
+      } else if (p.sample[1] < 0) {
+        s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
+      } else {
+        s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
+      }
+      return;
+    }
+    if (p.kind == Pack::Product) {
+      const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
+      const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
+      s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
+        << ai << "));\n";
+      s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
+        << ", " << ai << "));\n";
+      code.counts.addsub += 2;
+      code.counts.mul += 4;
+      return;
+    }
+    const std::string a = operand(sh, p.resolved[0]);
+    const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
+    const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
+    s << in << "const __m128 " << v << " = ";
+    switch (p.op) {
+      case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+      case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+      case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
+      case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
+      default: failed_ = true; break;
+    }
+  }
+
+  // An order of the needed packs: loads first, since the destination may be the source; then, of the
+  // packs whose operands are made, either the one made first by the recipe (stage by stage), or the one
+  // that takes the most recent result (working on one set of values as long as it lasts).
+  std::vector<int> order(const std::vector<std::vector<int>>& deps, bool recentFirst) {
+    const size_t n = packs_.size();
+    std::vector<std::vector<int>> users(n);
+    std::vector<int> waiting(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+      waiting[p] = static_cast<int>(deps[p].size());
+      for (int d : deps[p]) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
+    }
+    std::vector<long> when(n, 0);
+    auto key = [&](int p) -> long {
+      if (!recentFirst) return p;
+      long latest = 0;
+      for (int d : deps[static_cast<size_t>(p)]) latest = std::max(latest, when[static_cast<size_t>(d)]);
+      return -latest * (1L << 24) + p;
+    };
+    auto later = [](const std::pair<long, int>& x, const std::pair<long, int>& y) { return x.first > y.first; };
+    std::priority_queue<std::pair<long, int>, std::vector<std::pair<long, int>>, decltype(later)> ready(later);
+    std::vector<int> out;
+    for (size_t p = 0; p < n; ++p)
+      if (needed_[p] && packs_[p].kind == Pack::Load) out.push_back(static_cast<int>(p));
+    for (size_t p = 0; p < n; ++p)
+      if (needed_[p] && packs_[p].kind != Pack::Load && waiting[p] == 0) ready.push({key(static_cast<int>(p)), static_cast<int>(p)});
+    auto made = [&](int p) {
+      when[static_cast<size_t>(p)] = static_cast<long>(out.size());
+      for (int u : users[static_cast<size_t>(p)])
+        if (--waiting[static_cast<size_t>(u)] == 0 && packs_[static_cast<size_t>(u)].kind != Pack::Load)
+          ready.push({key(u), u});
+    };
+    for (size_t k = 0; k < out.size(); ++k) made(out[k]);
+    while (!ready.empty()) {
+      const int p = ready.top().second;
+      ready.pop();
+      out.push_back(p);
+      made(p);
+    }
+    size_t count = 0;
+    for (size_t p = 0; p < n; ++p) count += needed_[p] != 0;
+    if (out.size() != count) failed_ = true;
+    return out;
+  }
+
+  // How many registers an order needs at most: the values made and still to be taken.
+  long pressure(const std::vector<int>& seq, const std::vector<std::vector<int>>& deps,
+                const std::vector<std::vector<int>>& storedFrom) {
+    const size_t n = packs_.size();
+    std::vector<int> pending(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+      if (!needed_[p]) continue;
+      for (int d : deps[p]) ++pending[static_cast<size_t>(d)];
+    }
+    for (const std::vector<int>& from : storedFrom)
+      for (int d : from) ++pending[static_cast<size_t>(d)];
+    std::vector<int> outWaiting;
+    std::vector<std::vector<int>> outsOf(n);
+    for (size_t o = 0; o < storedFrom.size(); ++o) {
+      outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
+      for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
+    }
+    long live = 0, most = 0;
+    auto width = [&](int p) { return packs_[static_cast<size_t>(p)].kind == Pack::Product ? 2 : 1; };
+    auto release = [&](int d) {
+      if (--pending[static_cast<size_t>(d)] == 0) live -= width(d);
+    };
+    for (int p : seq) {
+      live += width(p);
+      for (int d : deps[static_cast<size_t>(p)]) release(d);
+      for (int o : outsOf[static_cast<size_t>(p)])
+        if (--outWaiting[static_cast<size_t>(o)] == 0)
+          for (int d : storedFrom[static_cast<size_t>(o)]) release(d);
+      most = std::max(most, live);
+    }
+    return most;
+  }
+
+  // The order that runs less over the registers; each pair of outputs is scaled and stored as soon as it
+  // is complete, so its registers are free again.
+  void emitAll(Code& code) {
+    const std::vector<std::vector<int>> deps = dependencies();
+    if (failed_) return;
     std::ostringstream s;
     const std::string& in = indent_;
     Shuffler sh(s, in, code.counts.shuffle);
-    for (int id : order) {
-      const Pack& p = packs_[static_cast<size_t>(id)];
-      const std::string v = reg(id, 0);
-      if (p.kind == Pack::Load) {
-        auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
-        s << in << "const __m128 " << v << " = ";
-        if (p.pairLoad) {
-          s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
-        } else if (p.sample[1] < 0) {
-          s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
-        } else {
-          s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
-        }
-        continue;
-      }
-      if (p.kind == Pack::Product) {
-        const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
-        const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
-        s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
-          << ai << "));\n";
-        s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
-          << ", " << ai << "));\n";
-        code.counts.addsub += 2;
-        code.counts.mul += 4;
-        continue;
-      }
-      const std::string a = operand(sh, p.resolved[0]);
-      const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
-      const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
-      s << in << "const __m128 " << v << " = ";
-      switch (p.op) {
-        case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-        case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-        case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
-        case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
-        default: failed_ = true; return;
-      }
-    }
-    // The scale on every output, then the stores: pairs of samples, interleaved again.
-    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
+    const size_t n = packs_.size();
+    std::vector<LaneLocs> outs;
+    std::vector<std::vector<int>> storedFrom;
     for (int k = 0; k < samples_; k += 2) {
       const bool two = k + 1 < samples_;
       const Lanes parts = {outputs_[2 * k], outputs_[2 * k + 1], two ? outputs_[2 * k + 2] : -1, two ? outputs_[2 * k + 3] : -1};
-      const LaneLocs locs = resolve(parts, -1, false);
+      outs.push_back(resolve(parts, -1, false));
       if (failed_) return;
-      const std::string v = operand(sh, locs);
+      std::vector<int> from;
+      for (const Loc& at : outs.back())
+        if (at.pack >= 0 && std::find(from.begin(), from.end(), at.pack) == from.end()) from.push_back(at.pack);
+      storedFrom.push_back(from);
+    }
+    const std::vector<int> byRecipe = order(deps, false), byRecent = order(deps, true);
+    if (failed_) return;
+    const std::vector<int>& seq =
+        pressure(byRecent, deps, storedFrom) < pressure(byRecipe, deps, storedFrom) ? byRecent : byRecipe;
+    std::vector<int> outWaiting;
+    std::vector<std::vector<int>> outsOf(n);
+    for (size_t o = 0; o < storedFrom.size(); ++o) {
+      outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
+      for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
+    }
+    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
+    auto store = [&](int o) {
+      const int k = 2 * o;
+      const bool two = k + 1 < samples_;
+      const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
       const std::string out = "o" + std::to_string(k);
       s << in << "const __m128 " << out << " = _mm_mul_ps(" << v << ", scale4);\n";
       ++code.counts.mul;
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
       if (contiguous_ && two) {
-        stores_ << in << "Access::store(dst + " << 2 * k << ", " << out << ");\n";
+        s << in << "Access::store(dst + " << 2 * k << ", " << out << ");\n";
       } else {
-        stores_ << in << "_mm_storel_pi(" << at(k) << ", " << out << ");\n";
-        if (two) stores_ << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
+        s << in << "_mm_storel_pi(" << at(k) << ", " << out << ");\n";
+        if (two) s << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
       }
+    };
+    size_t loads = 0;
+    while (loads < seq.size() && packs_[static_cast<size_t>(seq[loads])].kind == Pack::Load) ++loads;
+    for (size_t k = 0; k < seq.size(); ++k) {
+      emitPack(seq[k], sh, s, code);
+      if (k + 1 < loads) continue;  // no store before the last load
+      for (size_t j = k + 1 == loads ? 0 : k; j <= k; ++j)
+        for (int o : outsOf[static_cast<size_t>(seq[j])])
+          if (--outWaiting[static_cast<size_t>(o)] == 0) store(o);
     }
-    code.statements = s.str() + stores_.str();
+    code.statements = s.str();
   }
 
   const Graph& g_;
@@ -772,7 +862,6 @@ class Lowering {
   std::unordered_map<int, std::vector<int>> signatures_;
   std::unordered_map<int, int> cost_;
   std::unordered_map<int, bool> here_;
-  std::ostringstream stores_;
   bool failed_ = false;
 };
 
