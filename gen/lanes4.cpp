@@ -707,9 +707,9 @@ class Lowering {
     }
   }
 
-  // An order of the needed packs: loads first, since the destination may be the source; then, of the
-  // packs whose operands are made, either the one made first by the recipe (stage by stage), or the one
-  // that takes the most recent result (working on one set of values as long as it lasts).
+  // An order of the needed packs: of the packs whose operands are made, either the one made first
+  // (loads, then stage by stage as the recipe runs), or the one that takes the most recent result
+  // (working on one set of values as long as it lasts).
   std::vector<int> order(const std::vector<std::vector<int>>& deps, bool recentFirst) {
     const size_t n = packs_.size();
     std::vector<std::vector<int>> users(n);
@@ -729,16 +729,12 @@ class Lowering {
     std::priority_queue<std::pair<long, int>, std::vector<std::pair<long, int>>, decltype(later)> ready(later);
     std::vector<int> out;
     for (size_t p = 0; p < n; ++p)
-      if (needed_[p] && packs_[p].kind == Pack::Load) out.push_back(static_cast<int>(p));
-    for (size_t p = 0; p < n; ++p)
-      if (needed_[p] && packs_[p].kind != Pack::Load && waiting[p] == 0) ready.push({key(static_cast<int>(p)), static_cast<int>(p)});
+      if (needed_[p] && waiting[p] == 0) ready.push({key(static_cast<int>(p)), static_cast<int>(p)});
     auto made = [&](int p) {
       when[static_cast<size_t>(p)] = static_cast<long>(out.size());
       for (int u : users[static_cast<size_t>(p)])
-        if (--waiting[static_cast<size_t>(u)] == 0 && packs_[static_cast<size_t>(u)].kind != Pack::Load)
-          ready.push({key(u), u});
+        if (--waiting[static_cast<size_t>(u)] == 0) ready.push({key(u), u});
     };
-    for (size_t k = 0; k < out.size(); ++k) made(out[k]);
     while (!ready.empty()) {
       const int p = ready.top().second;
       ready.pop();
@@ -831,14 +827,25 @@ class Lowering {
         if (two) s << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
       }
     };
-    size_t loads = 0;
-    while (loads < seq.size() && packs_[static_cast<size_t>(seq[loads])].kind == Pack::Load) ++loads;
-    for (size_t k = 0; k < seq.size(); ++k) {
-      emitPack(seq[k], sh, s, code);
-      if (k + 1 < loads) continue;  // no store before the last load
-      for (size_t j = k + 1 == loads ? 0 : k; j <= k; ++j)
-        for (int o : outsOf[static_cast<size_t>(seq[j])])
-          if (--outWaiting[static_cast<size_t>(o)] == 0) store(o);
+    // Loads stand where they are first needed, but all of them before the first store, since the
+    // destination may be the source.
+    std::vector<char> emitted(n, 0);
+    bool stored = false;
+    for (int p : seq) {
+      if (emitted[static_cast<size_t>(p)]) continue;
+      emitPack(p, sh, s, code);
+      emitted[static_cast<size_t>(p)] = 1;
+      for (int o : outsOf[static_cast<size_t>(p)]) {
+        if (--outWaiting[static_cast<size_t>(o)] != 0) continue;
+        if (!stored)
+          for (int q : seq)
+            if (!emitted[static_cast<size_t>(q)] && packs_[static_cast<size_t>(q)].kind == Pack::Load) {
+              emitPack(q, sh, s, code);
+              emitted[static_cast<size_t>(q)] = 1;
+            }
+        stored = true;
+        store(o);
+      }
     }
     code.statements = s.str();
   }
