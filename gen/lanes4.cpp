@@ -291,7 +291,10 @@ class Lowering {
     auto it = cost_.find(site);
     if (it != cost_.end()) return it->second;
     int here = 0;
-    for (const std::vector<int>& grp : groups(site)) here += operations(grp[0]);
+    // A packed group also regroups its lanes at its border: about one shuffle for each input register
+    // (the real and imaginary parts of its inputs), half of it charged here.
+    for (const std::vector<int>& grp : groups(site))
+      here += operations(grp[0]) + static_cast<int>(t_.instances[static_cast<size_t>(grp[0])].inputs.size()) / 2;
     int inside = 0;
     bool nested = false;
     for (int inst : t_.sites[static_cast<size_t>(site)].instances) {
