@@ -491,27 +491,32 @@ class Lowering {
       for (int k = 0; k < samples_; k += 2) loadPack(k, k + 1 < samples_ ? k + 1 : -1, k + 1 < samples_);
       return;
     }
+    // Lanes 0 and 1 of an input share one load, lanes 2 and 3 another; a lane left alone waits for
+    // another such lane, so that each input needs one shuffle.
     std::vector<char> loaded(static_cast<size_t>(samples_), 0);
-    std::vector<int> waiting;
-    auto take = [&](int sample) {
-      if (sample < 0 || loaded[static_cast<size_t>(sample)]) return;
-      loaded[static_cast<size_t>(sample)] = 1;
-      waiting.push_back(sample);
-      if (waiting.size() == 2) {
-        loadPack(waiting[0], waiting[1], false);
-        waiting.clear();
-      }
+    std::vector<int> alone;
+    auto pairUp = [&](std::vector<int> v) {
+      for (size_t k = 0; k + 1 < v.size(); k += 2) loadPack(v[k], v[k + 1], false);
+      if (v.size() % 2) alone.push_back(v.back());
     };
     for (const std::vector<int>& grp : groups_) {
       const size_t slots = t_.instances[static_cast<size_t>(grp[0])].inputs.size() / 2;
       for (size_t j = 0; j < slots; ++j)
-        for (int inst : grp) {
-          const Node& n = g_.node(t_.instances[static_cast<size_t>(inst)].inputs[2 * j]);
-          if (n.op == Op::Input && n.input % 2 == 0 && n.input < 2 * samples_) take(n.input / 2);
+        for (size_t half = 0; half < grp.size(); half += 2) {
+          std::vector<int> v;
+          for (size_t l = half; l < grp.size() && l < half + 2; ++l) {
+            const Node& n = g_.node(t_.instances[static_cast<size_t>(grp[l])].inputs[2 * j]);
+            if (n.op != Op::Input || n.input % 2 != 0 || n.input >= 2 * samples_) continue;
+            if (loaded[static_cast<size_t>(n.input / 2)]) continue;
+            loaded[static_cast<size_t>(n.input / 2)] = 1;
+            v.push_back(n.input / 2);
+          }
+          pairUp(v);
         }
     }
-    for (int k = 0; k < samples_; ++k) take(k);
-    if (!waiting.empty()) loadPack(waiting[0], -1, false);
+    for (int k = 0; k < samples_; ++k)
+      if (!loaded[static_cast<size_t>(k)]) alone.push_back(k);
+    for (size_t k = 0; k < alone.size(); k += 2) loadPack(alone[k], k + 1 < alone.size() ? alone[k + 1] : -1, false);
   }
 
   // ---- what the outputs need ------------------------------------------------------------------------
@@ -783,6 +788,48 @@ class Lowering {
     return most;
   }
 
+  // The output samples stored together. Contiguous: neighbours, one 16-byte move each pair. Gathered:
+  // samples whose parts stand in lanes 0 and 1, or 2 and 3, of the same two registers, so that one
+  // unpack interleaves them; the rest in order.
+  std::vector<std::pair<int, int>> outputPairs() {
+    std::vector<std::pair<int, int>> pairs;
+    if (contiguous_) {
+      for (int k = 0; k < samples_; k += 2) pairs.emplace_back(k, k + 1 < samples_ ? k + 1 : -1);
+      return pairs;
+    }
+    std::vector<char> paired(static_cast<size_t>(samples_), 0);
+    std::unordered_map<std::string, int> waiting;
+    for (int k = 0; k < samples_; ++k) {
+      const LaneLocs at = resolve({outputs_[2 * k], outputs_[2 * k + 1], -1, -1}, -1, false);
+      if (failed_) return pairs;
+      if (at[0].pack < 0 || at[1].pack < 0 || at[0].lane != at[1].lane) continue;
+      const std::string key = std::to_string(at[0].pack) + "." + std::to_string(at[0].vec) + "/" +
+                              std::to_string(at[1].pack) + "." + std::to_string(at[1].vec) + "/" + std::to_string(at[0].lane / 2);
+      auto it = waiting.find(key);
+      if (it == waiting.end()) {
+        waiting.emplace(key, k);
+        continue;
+      }
+      const int other = it->second;
+      waiting.erase(it);
+      paired[static_cast<size_t>(k)] = paired[static_cast<size_t>(other)] = 1;
+      const bool otherFirst = resolve({outputs_[2 * other], -1, -1, -1}, -1, false)[0].lane < at[0].lane;
+      pairs.emplace_back(otherFirst ? other : k, otherFirst ? k : other);
+    }
+    int alone = -1;
+    for (int k = 0; k < samples_; ++k) {
+      if (paired[static_cast<size_t>(k)]) continue;
+      if (alone < 0) {
+        alone = k;
+      } else {
+        pairs.emplace_back(alone, k);
+        alone = -1;
+      }
+    }
+    if (alone >= 0) pairs.emplace_back(alone, -1);
+    return pairs;
+  }
+
   // The order that runs less over the registers; each pair of outputs is scaled and stored as soon as it
   // is complete, so its registers are free again.
   void emitAll(Code& code) {
@@ -794,9 +841,10 @@ class Lowering {
     const size_t n = packs_.size();
     std::vector<LaneLocs> outs;
     std::vector<std::vector<int>> storedFrom;
-    for (int k = 0; k < samples_; k += 2) {
-      const bool two = k + 1 < samples_;
-      const Lanes parts = {outputs_[2 * k], outputs_[2 * k + 1], two ? outputs_[2 * k + 2] : -1, two ? outputs_[2 * k + 3] : -1};
+    const std::vector<std::pair<int, int>> pairs = outputPairs();
+    if (failed_) return;
+    for (const auto& [a, b] : pairs) {
+      const Lanes parts = {outputs_[2 * a], outputs_[2 * a + 1], b >= 0 ? outputs_[2 * b] : -1, b >= 0 ? outputs_[2 * b + 1] : -1};
       outs.push_back(resolve(parts, -1, false));
       if (failed_) return;
       std::vector<int> from;
@@ -816,18 +864,17 @@ class Lowering {
     }
     s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
     auto store = [&](int o) {
-      const int k = 2 * o;
-      const bool two = k + 1 < samples_;
+      const auto [a, b] = pairs[static_cast<size_t>(o)];
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
-      const std::string out = "o" + std::to_string(k);
+      const std::string out = "o" + std::to_string(a);
       s << in << "const __m128 " << out << " = _mm_mul_ps(" << v << ", scale4);\n";
       ++code.counts.mul;
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
-      if (contiguous_ && two) {
-        s << in << "Access::store(dst + " << 2 * k << ", " << out << ");\n";
+      if (contiguous_ && b == a + 1 && a % 2 == 0) {
+        s << in << "Access::store(dst + " << 2 * a << ", " << out << ");\n";
       } else {
-        s << in << "_mm_storel_pi(" << at(k) << ", " << out << ");\n";
-        if (two) s << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
+        s << in << "_mm_storel_pi(" << at(a) << ", " << out << ");\n";
+        if (b >= 0) s << in << "_mm_storeh_pi(" << at(b) << ", " << out << ");\n";
       }
     };
     // Loads stand where they are first needed, but all of them before the first store, since the
