@@ -214,9 +214,7 @@ class Lowering {
     loads();
     reach();
     if (failed_) return code;
-    std::vector<int> order = schedule();
-    if (failed_) return code;
-    emitAll(order, code);
+    emitAll(code);
     code.ok = !failed_;
     return code;
   }
@@ -293,7 +291,10 @@ class Lowering {
     auto it = cost_.find(site);
     if (it != cost_.end()) return it->second;
     int here = 0;
-    for (const std::vector<int>& grp : groups(site)) here += operations(grp[0]);
+    // A packed group also regroups its lanes at its border: about one shuffle for each input register
+    // (the real and imaginary parts of its inputs), half of it charged here.
+    for (const std::vector<int>& grp : groups(site))
+      here += operations(grp[0]) + static_cast<int>(t_.instances[static_cast<size_t>(grp[0])].inputs.size()) / 2;
     int inside = 0;
     bool nested = false;
     for (int inst : t_.sites[static_cast<size_t>(site)].instances) {
@@ -490,27 +491,32 @@ class Lowering {
       for (int k = 0; k < samples_; k += 2) loadPack(k, k + 1 < samples_ ? k + 1 : -1, k + 1 < samples_);
       return;
     }
+    // Lanes 0 and 1 of an input share one load, lanes 2 and 3 another; a lane left alone waits for
+    // another such lane, so that each input needs one shuffle.
     std::vector<char> loaded(static_cast<size_t>(samples_), 0);
-    std::vector<int> waiting;
-    auto take = [&](int sample) {
-      if (sample < 0 || loaded[static_cast<size_t>(sample)]) return;
-      loaded[static_cast<size_t>(sample)] = 1;
-      waiting.push_back(sample);
-      if (waiting.size() == 2) {
-        loadPack(waiting[0], waiting[1], false);
-        waiting.clear();
-      }
+    std::vector<int> alone;
+    auto pairUp = [&](std::vector<int> v) {
+      for (size_t k = 0; k + 1 < v.size(); k += 2) loadPack(v[k], v[k + 1], false);
+      if (v.size() % 2) alone.push_back(v.back());
     };
     for (const std::vector<int>& grp : groups_) {
       const size_t slots = t_.instances[static_cast<size_t>(grp[0])].inputs.size() / 2;
       for (size_t j = 0; j < slots; ++j)
-        for (int inst : grp) {
-          const Node& n = g_.node(t_.instances[static_cast<size_t>(inst)].inputs[2 * j]);
-          if (n.op == Op::Input && n.input % 2 == 0 && n.input < 2 * samples_) take(n.input / 2);
+        for (size_t half = 0; half < grp.size(); half += 2) {
+          std::vector<int> v;
+          for (size_t l = half; l < grp.size() && l < half + 2; ++l) {
+            const Node& n = g_.node(t_.instances[static_cast<size_t>(grp[l])].inputs[2 * j]);
+            if (n.op != Op::Input || n.input % 2 != 0 || n.input >= 2 * samples_) continue;
+            if (loaded[static_cast<size_t>(n.input / 2)]) continue;
+            loaded[static_cast<size_t>(n.input / 2)] = 1;
+            v.push_back(n.input / 2);
+          }
+          pairUp(v);
         }
     }
-    for (int k = 0; k < samples_; ++k) take(k);
-    if (!waiting.empty()) loadPack(waiting[0], -1, false);
+    for (int k = 0; k < samples_; ++k)
+      if (!loaded[static_cast<size_t>(k)]) alone.push_back(k);
+    for (size_t k = 0; k < alone.size(); k += 2) loadPack(alone[k], k + 1 < alone.size() ? alone[k + 1] : -1, false);
   }
 
   // ---- what the outputs need ------------------------------------------------------------------------
@@ -631,38 +637,18 @@ class Lowering {
     return out;
   }
 
-  std::vector<int> schedule() {
-    const size_t n = packs_.size();
-    std::vector<std::vector<int>> users(n);
-    std::vector<int> waiting(n, 0);
-    for (size_t p = 0; p < n; ++p) {
+  // Resolves the operands of every needed pack; the packs each one waits for.
+  std::vector<std::vector<int>> dependencies() {
+    std::vector<std::vector<int>> deps(packs_.size());
+    for (size_t p = 0; p < packs_.size(); ++p) {
       if (!needed_[p]) continue;
       Pack& pk = packs_[p];
       for (const Lanes& o : pk.operands) pk.resolved.push_back(resolve(o, static_cast<int>(p), pk.kind == Pack::Product));
-      std::vector<int> deps;
       for (const LaneLocs& o : pk.resolved)
         for (const Loc& at : o)
-          if (at.pack >= 0 && std::find(deps.begin(), deps.end(), at.pack) == deps.end()) deps.push_back(at.pack);
-      for (int d : deps) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
-      waiting[p] = static_cast<int>(deps.size());
+          if (at.pack >= 0 && std::find(deps[p].begin(), deps[p].end(), at.pack) == deps[p].end()) deps[p].push_back(at.pack);
     }
-    std::priority_queue<int, std::vector<int>, std::greater<int>> ready;
-    size_t count = 0;
-    for (size_t p = 0; p < n; ++p)
-      if (needed_[p]) {
-        ++count;
-        if (waiting[p] == 0) ready.push(static_cast<int>(p));
-      }
-    std::vector<int> order;
-    while (!ready.empty()) {
-      const int p = ready.top();
-      ready.pop();
-      order.push_back(p);
-      for (int u : users[static_cast<size_t>(p)])
-        if (--waiting[static_cast<size_t>(u)] == 0) ready.push(u);
-    }
-    if (order.size() != count) failed_ = true;
-    return order;
+    return deps;
   }
 
   // ---- emission -------------------------------------------------------------------------------------
@@ -689,68 +675,229 @@ class Lowering {
     return sh.gather(t);
   }
 
-  void emitAll(const std::vector<int>& order, Code& code) {
+  void emitPack(int id, Shuffler& sh, std::ostringstream& s, Code& code) {
+    const std::string& in = indent_;
+    const Pack& p = packs_[static_cast<size_t>(id)];
+    const std::string v = reg(id, 0);
+    if (p.kind == Pack::Load) {
+      auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
+      s << in << "const __m128 " << v << " = ";
+      if (p.pairLoad) {
+        s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
+      } else if (p.sample[1] < 0) {
+        s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
+      } else {
+        s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
+      }
+      return;
+    }
+    if (p.kind == Pack::Product) {
+      const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
+      const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
+      s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
+        << ai << "));\n";
+      s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
+        << ", " << ai << "));\n";
+      code.counts.addsub += 2;
+      code.counts.mul += 4;
+      return;
+    }
+    const std::string a = operand(sh, p.resolved[0]);
+    const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
+    const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
+    s << in << "const __m128 " << v << " = ";
+    switch (p.op) {
+      case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+      case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
+      case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
+      case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
+      default: failed_ = true; break;
+    }
+  }
+
+  // An order of the needed packs: of the packs whose operands are made, either the one made first
+  // (loads, then stage by stage as the recipe runs), or the one that takes the most recent result
+  // (working on one set of values as long as it lasts).
+  std::vector<int> order(const std::vector<std::vector<int>>& deps, bool recentFirst) {
+    const size_t n = packs_.size();
+    std::vector<std::vector<int>> users(n);
+    std::vector<int> waiting(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+      waiting[p] = static_cast<int>(deps[p].size());
+      for (int d : deps[p]) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
+    }
+    std::vector<long> when(n, 0);
+    auto key = [&](int p) -> long {
+      if (!recentFirst) return p;
+      long latest = 0;
+      for (int d : deps[static_cast<size_t>(p)]) latest = std::max(latest, when[static_cast<size_t>(d)]);
+      return -latest * (1L << 24) + p;
+    };
+    auto later = [](const std::pair<long, int>& x, const std::pair<long, int>& y) { return x.first > y.first; };
+    std::priority_queue<std::pair<long, int>, std::vector<std::pair<long, int>>, decltype(later)> ready(later);
+    std::vector<int> out;
+    for (size_t p = 0; p < n; ++p)
+      if (needed_[p] && waiting[p] == 0) ready.push({key(static_cast<int>(p)), static_cast<int>(p)});
+    auto made = [&](int p) {
+      when[static_cast<size_t>(p)] = static_cast<long>(out.size());
+      for (int u : users[static_cast<size_t>(p)])
+        if (--waiting[static_cast<size_t>(u)] == 0) ready.push({key(u), u});
+    };
+    while (!ready.empty()) {
+      const int p = ready.top().second;
+      ready.pop();
+      out.push_back(p);
+      made(p);
+    }
+    size_t count = 0;
+    for (size_t p = 0; p < n; ++p) count += needed_[p] != 0;
+    if (out.size() != count) failed_ = true;
+    return out;
+  }
+
+  // How many registers an order needs at most: the values made and still to be taken.
+  long pressure(const std::vector<int>& seq, const std::vector<std::vector<int>>& deps,
+                const std::vector<std::vector<int>>& storedFrom) {
+    const size_t n = packs_.size();
+    std::vector<int> pending(n, 0);
+    for (size_t p = 0; p < n; ++p) {
+      if (!needed_[p]) continue;
+      for (int d : deps[p]) ++pending[static_cast<size_t>(d)];
+    }
+    for (const std::vector<int>& from : storedFrom)
+      for (int d : from) ++pending[static_cast<size_t>(d)];
+    std::vector<int> outWaiting;
+    std::vector<std::vector<int>> outsOf(n);
+    for (size_t o = 0; o < storedFrom.size(); ++o) {
+      outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
+      for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
+    }
+    long live = 0, most = 0;
+    auto width = [&](int p) { return packs_[static_cast<size_t>(p)].kind == Pack::Product ? 2 : 1; };
+    auto release = [&](int d) {
+      if (--pending[static_cast<size_t>(d)] == 0) live -= width(d);
+    };
+    for (int p : seq) {
+      live += width(p);
+      for (int d : deps[static_cast<size_t>(p)]) release(d);
+      for (int o : outsOf[static_cast<size_t>(p)])
+        if (--outWaiting[static_cast<size_t>(o)] == 0)
+          for (int d : storedFrom[static_cast<size_t>(o)]) release(d);
+      most = std::max(most, live);
+    }
+    return most;
+  }
+
+  // The output samples stored together. Contiguous: neighbours, one 16-byte move each pair. Gathered:
+  // samples whose parts stand in lanes 0 and 1, or 2 and 3, of the same two registers, so that one
+  // unpack interleaves them; the rest in order.
+  std::vector<std::pair<int, int>> outputPairs() {
+    std::vector<std::pair<int, int>> pairs;
+    if (contiguous_) {
+      for (int k = 0; k < samples_; k += 2) pairs.emplace_back(k, k + 1 < samples_ ? k + 1 : -1);
+      return pairs;
+    }
+    std::vector<char> paired(static_cast<size_t>(samples_), 0);
+    std::unordered_map<std::string, int> waiting;
+    for (int k = 0; k < samples_; ++k) {
+      const LaneLocs at = resolve({outputs_[2 * k], outputs_[2 * k + 1], -1, -1}, -1, false);
+      if (failed_) return pairs;
+      if (at[0].pack < 0 || at[1].pack < 0 || at[0].lane != at[1].lane) continue;
+      const std::string key = std::to_string(at[0].pack) + "." + std::to_string(at[0].vec) + "/" +
+                              std::to_string(at[1].pack) + "." + std::to_string(at[1].vec) + "/" + std::to_string(at[0].lane / 2);
+      auto it = waiting.find(key);
+      if (it == waiting.end()) {
+        waiting.emplace(key, k);
+        continue;
+      }
+      const int other = it->second;
+      waiting.erase(it);
+      paired[static_cast<size_t>(k)] = paired[static_cast<size_t>(other)] = 1;
+      const bool otherFirst = resolve({outputs_[2 * other], -1, -1, -1}, -1, false)[0].lane < at[0].lane;
+      pairs.emplace_back(otherFirst ? other : k, otherFirst ? k : other);
+    }
+    int alone = -1;
+    for (int k = 0; k < samples_; ++k) {
+      if (paired[static_cast<size_t>(k)]) continue;
+      if (alone < 0) {
+        alone = k;
+      } else {
+        pairs.emplace_back(alone, k);
+        alone = -1;
+      }
+    }
+    if (alone >= 0) pairs.emplace_back(alone, -1);
+    return pairs;
+  }
+
+  // The order that runs less over the registers; each pair of outputs is scaled and stored as soon as it
+  // is complete, so its registers are free again.
+  void emitAll(Code& code) {
+    const std::vector<std::vector<int>> deps = dependencies();
+    if (failed_) return;
     std::ostringstream s;
     const std::string& in = indent_;
     Shuffler sh(s, in, code.counts.shuffle);
-    for (int id : order) {
-      const Pack& p = packs_[static_cast<size_t>(id)];
-      const std::string v = reg(id, 0);
-      if (p.kind == Pack::Load) {
-        auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
-        s << in << "const __m128 " << v << " = ";
-        if (p.pairLoad) {
-          s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
-        } else if (p.sample[1] < 0) {
-          s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
-        } else {
-          s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
-        }
-        continue;
-      }
-      if (p.kind == Pack::Product) {
-        const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
-        const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
-        s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
-          << ai << "));\n";
-        s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
-          << ", " << ai << "));\n";
-        code.counts.addsub += 2;
-        code.counts.mul += 4;
-        continue;
-      }
-      const std::string a = operand(sh, p.resolved[0]);
-      const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
-      const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
-      s << in << "const __m128 " << v << " = ";
-      switch (p.op) {
-        case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-        case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-        case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
-        case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
-        default: failed_ = true; return;
-      }
-    }
-    // The scale on every output, then the stores: pairs of samples, interleaved again.
-    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
-    for (int k = 0; k < samples_; k += 2) {
-      const bool two = k + 1 < samples_;
-      const Lanes parts = {outputs_[2 * k], outputs_[2 * k + 1], two ? outputs_[2 * k + 2] : -1, two ? outputs_[2 * k + 3] : -1};
-      const LaneLocs locs = resolve(parts, -1, false);
+    const size_t n = packs_.size();
+    std::vector<LaneLocs> outs;
+    std::vector<std::vector<int>> storedFrom;
+    const std::vector<std::pair<int, int>> pairs = outputPairs();
+    if (failed_) return;
+    for (const auto& [a, b] : pairs) {
+      const Lanes parts = {outputs_[2 * a], outputs_[2 * a + 1], b >= 0 ? outputs_[2 * b] : -1, b >= 0 ? outputs_[2 * b + 1] : -1};
+      outs.push_back(resolve(parts, -1, false));
       if (failed_) return;
-      const std::string v = operand(sh, locs);
-      const std::string out = "o" + std::to_string(k);
+      std::vector<int> from;
+      for (const Loc& at : outs.back())
+        if (at.pack >= 0 && std::find(from.begin(), from.end(), at.pack) == from.end()) from.push_back(at.pack);
+      storedFrom.push_back(from);
+    }
+    const std::vector<int> byRecipe = order(deps, false), byRecent = order(deps, true);
+    if (failed_) return;
+    const std::vector<int>& seq =
+        pressure(byRecent, deps, storedFrom) < pressure(byRecipe, deps, storedFrom) ? byRecent : byRecipe;
+    std::vector<int> outWaiting;
+    std::vector<std::vector<int>> outsOf(n);
+    for (size_t o = 0; o < storedFrom.size(); ++o) {
+      outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
+      for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
+    }
+    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
+    auto store = [&](int o) {
+      const auto [a, b] = pairs[static_cast<size_t>(o)];
+      const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
+      const std::string out = "o" + std::to_string(a);
       s << in << "const __m128 " << out << " = _mm_mul_ps(" << v << ", scale4);\n";
       ++code.counts.mul;
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
-      if (contiguous_ && two) {
-        stores_ << in << "Access::store(dst + " << 2 * k << ", " << out << ");\n";
+      if (contiguous_ && b == a + 1 && a % 2 == 0) {
+        s << in << "Access::store(dst + " << 2 * a << ", " << out << ");\n";
       } else {
-        stores_ << in << "_mm_storel_pi(" << at(k) << ", " << out << ");\n";
-        if (two) stores_ << in << "_mm_storeh_pi(" << at(k + 1) << ", " << out << ");\n";
+        s << in << "_mm_storel_pi(" << at(a) << ", " << out << ");\n";
+        if (b >= 0) s << in << "_mm_storeh_pi(" << at(b) << ", " << out << ");\n";
+      }
+    };
+    // Loads stand where they are first needed, but all of them before the first store, since the
+    // destination may be the source.
+    std::vector<char> emitted(n, 0);
+    bool stored = false;
+    for (int p : seq) {
+      if (emitted[static_cast<size_t>(p)]) continue;
+      emitPack(p, sh, s, code);
+      emitted[static_cast<size_t>(p)] = 1;
+      for (int o : outsOf[static_cast<size_t>(p)]) {
+        if (--outWaiting[static_cast<size_t>(o)] != 0) continue;
+        if (!stored)
+          for (int q : seq)
+            if (!emitted[static_cast<size_t>(q)] && packs_[static_cast<size_t>(q)].kind == Pack::Load) {
+              emitPack(q, sh, s, code);
+              emitted[static_cast<size_t>(q)] = 1;
+            }
+        stored = true;
+        store(o);
       }
     }
-    code.statements = s.str() + stores_.str();
+    code.statements = s.str();
   }
 
   const Graph& g_;
@@ -772,7 +919,6 @@ class Lowering {
   std::unordered_map<int, std::vector<int>> signatures_;
   std::unordered_map<int, int> cost_;
   std::unordered_map<int, bool> here_;
-  std::ostringstream stores_;
   bool failed_ = false;
 };
 
