@@ -64,12 +64,12 @@ static double dct4RoundTrip32f(int n) {
   Zsp8u* memory = malloc((size_t)size);
   Zsp32f* x = malloc(sizeof(Zsp32f) * n);
   Zsp32f* y = malloc(sizeof(Zsp32f) * n);
-  DCT4Spec* spec = NULL;
+  DCT4Spec* state = NULL;
   double worst = -1;
-  if (memory && x && y && zspgDCT4Init_32f(&spec, n, memory) == zspStsNoErr) {
+  if (memory && x && y && zspgDCT4Init_32f(&state, n, memory) == zspStsNoErr) {
     for (int i = 0; i < n; ++i) x[i] = (Zsp32f)sin(0.37 * i) * 0.5f;
-    zspgDCT4_32f(x, y, spec);
-    zspgDCT4_32f(y, y, spec);
+    zspgDCT4_32f(x, y, state);
+    zspgDCT4_32f(y, y, state);
     worst = 0;
     for (int i = 0; i < n; ++i) worst = fmax(worst, fabs(y[i] * (2.0 / n) - x[i]));
   }
@@ -80,19 +80,19 @@ static double dct4RoundTrip32f(int n) {
 }
 
 static double dct4RoundTrip64f(int n) {
-  DCT4Spec* spec = NULL;
-  if (zspgDCT4InitAlloc_64f(&spec, n) != zspStsNoErr) return -1;
+  DCT4Spec* state = NULL;
+  if (zspgDCT4InitAlloc_64f(&state, n) != zspStsNoErr) return -1;
   Zsp64f* x = malloc(sizeof(Zsp64f) * n);
   Zsp64f* y = malloc(sizeof(Zsp64f) * n);
   double worst = -1;
   if (x && y) {
     for (int i = 0; i < n; ++i) x[i] = sin(0.37 * i) * 0.5;
-    zspgDCT4_64f(x, y, spec);
-    zspgDCT4_64f(y, y, spec);
+    zspgDCT4_64f(x, y, state);
+    zspgDCT4_64f(y, y, state);
     worst = 0;
     for (int i = 0; i < n; ++i) worst = fmax(worst, fabs(y[i] * (2.0 / n) - x[i]));
   }
-  zspgDCT4Free_64f(spec);
+  zspgDCT4Free_64f(state);
   free(x);
   free(y);
   return worst;
