@@ -2,7 +2,7 @@
 """Counts the instructions of every complex DFT kernel in the built library, by kind, beside the
 packed counts the generator wrote for it.
 
-    python3 bench/dft_instructions.py build/core/libzspgenx3.so build/generated/dft/dft_packed_counts.txt
+    python3 bench/dft_instructions.py build/lib/libzspgenx3.so build/generated/dft/dft_packed_counts.txt
 
 Aligned route only (the exported kernel's body); the `_unaligned` siblings are listed apart by name.
 Prints CSV: name, instructions, packed add/sub, packed mul, shuffles, sign flips, register moves, stack

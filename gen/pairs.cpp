@@ -151,7 +151,8 @@ class Lowering {
 
   std::string swapped(const std::string& v) {
     ++counts_.shuffle;
-    return emit("_mm_shuffle_pd(" + v + ", " + v + ", 1)");
+    // pshufd leaves its source intact, so a swap of a value that lives on needs no copy first.
+    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))");
   }
 
   std::string inputs(SRef lo, SRef hi) {
