@@ -1,9 +1,11 @@
 #include "gen/lanes4.h"
 
+#include "gen/lanes4_order.h"
+#include "gen/lanes4_shuffler.h"
+
 #include <algorithm>
 #include <array>
-#include <functional>
-#include <queue>
+#include <optional>
 #include <sstream>
 #include <unordered_map>
 
@@ -45,7 +47,6 @@ using dag::Node;
 using dag::Op;
 using dag::Type;
 
-constexpr int kLanes = 4;
 using Lanes = std::array<Ref, kLanes>;
 constexpr Lanes kNone = {-1, -1, -1, -1};
 
@@ -71,102 +72,6 @@ struct Pack {
 };
 
 uint64_t pairKey(Ref a, Ref b) { return static_cast<uint64_t>(static_cast<uint32_t>(a)) << 32 | static_cast<uint32_t>(b); }
-
-// Lane regroupings, each made once: unpacks, half moves and shuffles of one or two registers.
-class Shuffler {
- public:
-  Shuffler(std::ostringstream& out, const std::string& indent, int& count) : out_(out), indent_(indent), count_(count) {}
-
-  struct Src {
-    std::string var;  // empty: the lane is not needed
-    int lane = 0;
-  };
-
-  std::string constant(const std::array<double, kLanes>& v) {
-    std::string e = "_mm_setr_ps(";
-    for (int l = 0; l < kLanes; ++l) e += (l ? ", " : "") + dag::literal(v[static_cast<size_t>(l)], Type::F32);
-    return name(e + ")", "k", false);
-  }
-
-  std::string gather(const std::array<Src, kLanes>& t) {
-    std::vector<std::string> vars;
-    for (const Src& x : t)
-      if (!x.var.empty() && std::find(vars.begin(), vars.end(), x.var) == vars.end()) vars.push_back(x.var);
-    if (vars.empty()) return "_mm_setzero_ps()";
-    auto laneOr = [&](int l, int fallback) { return t[static_cast<size_t>(l)].var.empty() ? fallback : t[static_cast<size_t>(l)].lane; };
-    auto from = [&](int l, const std::string& v) { return t[static_cast<size_t>(l)].var.empty() || t[static_cast<size_t>(l)].var == v; };
-    if (vars.size() == 1) {
-      bool identity = true;
-      for (int l = 0; l < kLanes; ++l) identity = identity && laneOr(l, l) == l;
-      if (identity) return vars[0];
-      return shuffle(vars[0], vars[0], {laneOr(0, 0), laneOr(1, 1), laneOr(2, 2), laneOr(3, 3)});
-    }
-    // Low half from one register, high half from another: one shuffle.
-    const std::string a = !t[0].var.empty() ? t[0].var : !t[1].var.empty() ? t[1].var : vars[0];
-    const std::string b = !t[2].var.empty() ? t[2].var : !t[3].var.empty() ? t[3].var : vars[0];
-    if (from(0, a) && from(1, a) && from(2, b) && from(3, b))
-      return shuffle(a, b, {laneOr(0, 0), laneOr(1, 1), laneOr(2, 2), laneOr(3, 3)});
-    // Interleaving two registers: unpack low or high.
-    for (int half : {0, 2}) {
-      const std::string& x = !t[0].var.empty() ? t[0].var : t[2].var;
-      const std::string& y = !t[1].var.empty() ? t[1].var : t[3].var;
-      if (x.empty() || y.empty()) break;
-      if (from(0, x) && from(2, x) && from(1, y) && from(3, y) && laneOr(0, half) == half && laneOr(2, half + 1) == half + 1 &&
-          laneOr(1, half) == half && laneOr(3, half + 1) == half + 1)
-        return op(std::string(half ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x + ", " + y + ")");
-    }
-    Half p = pair(t[0], t[1]);
-    const Half q = pair(t[2], t[3]);
-    if (p.var.empty()) p.var = q.var;
-    const std::string& qv = q.var.empty() ? p.var : q.var;
-    if (p.var == qv && p.at[0] == 0 && p.at[1] == 1 && (q.var.empty() || (q.at[0] == 2 && q.at[1] == 3))) return p.var;
-    return shuffle(p.var, qv, {p.at[0], p.at[1], q.var.empty() ? 2 : q.at[0], q.var.empty() ? 3 : q.at[1]});
-  }
-
- private:
-  struct Half {
-    std::string var;
-    int at[2] = {0, 1};  // where the two values stand in `var`
-  };
-
-  // Two values side by side in some register, with their places.
-  Half pair(const Src& x, const Src& y) {
-    if (x.var.empty() && y.var.empty()) return {};
-    if (x.var.empty()) return {y.var, {y.lane, y.lane}};
-    if (y.var.empty()) return {x.var, {x.lane, x.lane}};
-    if (x.var == y.var) return {x.var, {x.lane, y.lane}};
-    if (x.lane == y.lane) {
-      const bool high = x.lane >= 2;
-      const int at = 2 * (x.lane - (high ? 2 : 0));
-      return {op(std::string(high ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x.var + ", " + y.var + ")"), {at, at + 1}};
-    }
-    if (x.lane < 2 && y.lane < 2) return {op("_mm_movelh_ps(" + x.var + ", " + y.var + ")"), {x.lane, 2 + y.lane}};
-    if (x.lane >= 2 && y.lane >= 2) return {op("_mm_movehl_ps(" + y.var + ", " + x.var + ")"), {x.lane - 2, y.lane}};
-    return {shuffle(x.var, y.var, {x.lane, x.lane, y.lane, y.lane}), {0, 2}};
-  }
-
-  std::string shuffle(const std::string& a, const std::string& b, std::array<int, kLanes> sel) {
-    const int imm = sel[0] | sel[1] << 2 | sel[2] << 4 | sel[3] << 6;
-    return op("_mm_shuffle_ps(" + a + ", " + b + ", " + std::to_string(imm) + ")");
-  }
-
-  std::string op(const std::string& e) { return name(e, "s", true); }
-
-  std::string name(const std::string& e, const char* prefix, bool counted) {
-    auto it = made_.find(e);
-    if (it != made_.end()) return it->second;
-    const std::string n = prefix + std::to_string(made_.size());
-    out_ << indent_ << "const __m128 " << n << " = " << e << ";\n";
-    if (counted) ++count_;
-    made_.emplace(e, n);
-    return n;
-  }
-
-  std::ostringstream& out_;
-  const std::string& indent_;
-  int& count_;
-  std::unordered_map<std::string, std::string> made_;
-};
 
 class Lowering {
  public:
@@ -715,79 +620,6 @@ class Lowering {
     }
   }
 
-  // An order of the needed packs: of the packs whose operands are made, either the one made first
-  // (loads, then stage by stage as the recipe runs), or the one that takes the most recent result
-  // (working on one set of values as long as it lasts).
-  std::vector<int> order(const std::vector<std::vector<int>>& deps, bool recentFirst) {
-    const size_t n = packs_.size();
-    std::vector<std::vector<int>> users(n);
-    std::vector<int> waiting(n, 0);
-    for (size_t p = 0; p < n; ++p) {
-      waiting[p] = static_cast<int>(deps[p].size());
-      for (int d : deps[p]) users[static_cast<size_t>(d)].push_back(static_cast<int>(p));
-    }
-    std::vector<long> when(n, 0);
-    auto key = [&](int p) -> long {
-      if (!recentFirst) return p;
-      long latest = 0;
-      for (int d : deps[static_cast<size_t>(p)]) latest = std::max(latest, when[static_cast<size_t>(d)]);
-      return -latest * (1L << 24) + p;
-    };
-    auto later = [](const std::pair<long, int>& x, const std::pair<long, int>& y) { return x.first > y.first; };
-    std::priority_queue<std::pair<long, int>, std::vector<std::pair<long, int>>, decltype(later)> ready(later);
-    std::vector<int> out;
-    for (size_t p = 0; p < n; ++p)
-      if (needed_[p] && waiting[p] == 0) ready.push({key(static_cast<int>(p)), static_cast<int>(p)});
-    auto made = [&](int p) {
-      when[static_cast<size_t>(p)] = static_cast<long>(out.size());
-      for (int u : users[static_cast<size_t>(p)])
-        if (--waiting[static_cast<size_t>(u)] == 0) ready.push({key(u), u});
-    };
-    while (!ready.empty()) {
-      const int p = ready.top().second;
-      ready.pop();
-      out.push_back(p);
-      made(p);
-    }
-    size_t count = 0;
-    for (size_t p = 0; p < n; ++p) count += needed_[p] != 0;
-    if (out.size() != count) failed_ = true;
-    return out;
-  }
-
-  // How many registers an order needs at most: the values made and still to be taken.
-  long pressure(const std::vector<int>& seq, const std::vector<std::vector<int>>& deps,
-                const std::vector<std::vector<int>>& storedFrom) {
-    const size_t n = packs_.size();
-    std::vector<int> pending(n, 0);
-    for (size_t p = 0; p < n; ++p) {
-      if (!needed_[p]) continue;
-      for (int d : deps[p]) ++pending[static_cast<size_t>(d)];
-    }
-    for (const std::vector<int>& from : storedFrom)
-      for (int d : from) ++pending[static_cast<size_t>(d)];
-    std::vector<int> outWaiting;
-    std::vector<std::vector<int>> outsOf(n);
-    for (size_t o = 0; o < storedFrom.size(); ++o) {
-      outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
-      for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
-    }
-    long live = 0, most = 0;
-    auto width = [&](int p) { return packs_[static_cast<size_t>(p)].kind == Pack::Product ? 2 : 1; };
-    auto release = [&](int d) {
-      if (--pending[static_cast<size_t>(d)] == 0) live -= width(d);
-    };
-    for (int p : seq) {
-      live += width(p);
-      for (int d : deps[static_cast<size_t>(p)]) release(d);
-      for (int o : outsOf[static_cast<size_t>(p)])
-        if (--outWaiting[static_cast<size_t>(o)] == 0)
-          for (int d : storedFrom[static_cast<size_t>(o)]) release(d);
-      most = std::max(most, live);
-    }
-    return most;
-  }
-
   // The output samples stored together. Contiguous: neighbours, one 16-byte move each pair. Gathered:
   // samples whose parts stand in lanes 0 and 1, or 2 and 3, of the same two registers, so that one
   // unpack interleaves them; the rest in order.
@@ -852,10 +684,17 @@ class Lowering {
         if (at.pack >= 0 && std::find(from.begin(), from.end(), at.pack) == from.end()) from.push_back(at.pack);
       storedFrom.push_back(from);
     }
-    const std::vector<int> byRecipe = order(deps, false), byRecent = order(deps, true);
-    if (failed_) return;
-    const std::vector<int>& seq =
-        pressure(byRecent, deps, storedFrom) < pressure(byRecipe, deps, storedFrom) ? byRecent : byRecipe;
+    const std::optional<std::vector<int>> byRecipe = packOrder(deps, needed_, false), byRecent = packOrder(deps, needed_, true);
+    if (!byRecipe || !byRecent) {
+      failed_ = true;
+      return;
+    }
+    std::vector<int> widths(n);
+    for (size_t p = 0; p < n; ++p) widths[p] = packs_[p].kind == Pack::Product ? 2 : 1;
+    const std::vector<int>& seq = registersNeeded(*byRecent, deps, storedFrom, needed_, widths) <
+                                          registersNeeded(*byRecipe, deps, storedFrom, needed_, widths)
+                                      ? *byRecent
+                                      : *byRecipe;
     std::vector<int> outWaiting;
     std::vector<std::vector<int>> outsOf(n);
     for (size_t o = 0; o < storedFrom.size(); ++o) {
