@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Runs bench_dft (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
 
-    python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft
+    python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft [--repetitions 3]
     python3 bench/dft_report.py --json results.json --out bench-results/dft
 
-The ratio is our time per call over FFTW's for the same kernel, measured in the same run.
+The ratio is our time per call over FFTW's for the same kernel, measured in the same run. With
+repetitions, each side keeps its fastest repetition: on a shared machine the fastest is the one least
+disturbed by other work.
 """
 import argparse
 import csv
@@ -18,8 +20,9 @@ import sys
 NAME = re.compile(r"zspgDFT(Fwd|Inv)_CToC_(\d+)_(32fc|64fc)/(zsp|fftw)")
 
 
-def run_bench(binary, extra):
-    out = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.05"] + extra,
+def run_bench(binary, repetitions, extra):
+    out = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.05",
+                          f"--benchmark_repetitions={repetitions}"] + extra,
                          check=True, capture_output=True, text=True).stdout
     return json.loads(out)
 
@@ -28,11 +31,13 @@ def collect(results):
     rows = {}
     for b in results["benchmarks"]:
         m = NAME.fullmatch(b["name"])
-        if not m:
+        if not m or b.get("run_type", "iteration") != "iteration":
             continue
         direction, n, precision, who = m.group(1), int(m.group(2)), m.group(3), m.group(4)
         scale = {"ns": 1.0, "us": 1e3, "ms": 1e6}[b["time_unit"]]
         row = rows.setdefault((precision, direction, n), {})
+        if row.get(who + "_ns", math.inf) <= b["real_time"] * scale:
+            continue
         row[who + "_ns"] = b["real_time"] * scale
         row[who + "_cycles"] = b.get("cycles")
         if who == "zsp":
@@ -112,13 +117,14 @@ def main():
     ap.add_argument("--bench", help="path of bench_dft")
     ap.add_argument("--json", help="JSON written by bench_dft --benchmark_format=json")
     ap.add_argument("--out", default="bench-results/dft", help="output path without extension")
+    ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_dft")
     args = ap.parse_args()
     if args.json:
         with open(args.json) as f:
             results = json.load(f)
     elif args.bench:
-        results = run_bench(args.bench, args.extra)
+        results = run_bench(args.bench, args.repetitions, args.extra)
     else:
         sys.exit("give --bench or --json")
     rows = collect(results)
