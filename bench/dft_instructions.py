@@ -16,7 +16,7 @@ import sys
 KINDS = {
     "addsub": re.compile(r"^(add|sub|addsub)(pd|ps|sd|ss)$"),
     "mul": re.compile(r"^mul(pd|ps|sd|ss)$"),
-    "shuffle": re.compile(r"^(shuf|unpckl|unpckh)(pd|ps)$|^mov(ddup|sldup|shdup|hlps|lhps)$"),
+    "shuffle": re.compile(r"^(shuf|unpckl|unpckh)(pd|ps)$|^mov(ddup|sldup|shdup|hlps|lhps)$|^pshufd$"),
     "flip": re.compile(r"^xor(pd|ps)$"),
 }
 FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspg|owng)DFT(?:Fwd|Inv)_CToC_\d+_(?:32|64)fc(?:_unaligned)?)>:$")
