@@ -70,6 +70,8 @@ constexpr int64_t combineOutputRow(int c, int64_t a, int64_t sub) {
 
 // The rows of a level whose sub-transforms of one row lie one after the other (in[2 a' inRow + j residues
 // + r]); the results are collected per row and written out one output row at a time, by `store(at, v)`.
+// Splits of up to 8 write only 2 D2 runs per row, few enough to share the cache without the detour, so
+// they store each vector where it goes.
 template <class T, int D2, class Store>
 void combineContiguousRows(const T* table, const CombineShape& shape, T* out, const T* in, int64_t outColumn,
                            int64_t residues, Store&& store) {
@@ -86,9 +88,16 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
               return CV<T>{loadAligned(re + j * width + r), loadAligned(re + shape.inRow + j * width + r)};
             },
             [&](int c, CV<T> v) __attribute__((always_inline)) {
-              storeAligned(&results[c][0][r], v.re);
-              storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
+              if constexpr (D2 <= 8) {
+                T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn + r;
+                store(toRe, v.re);
+                store(toRe + shape.outRow, c < D2 / 2 ? v.im : -v.im);
+              } else {
+                storeAligned(&results[c][0][r], v.re);
+                storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
+              }
             });
+      if constexpr (D2 <= 8) continue;
       for (int c = 0; c < D2; ++c) {
         T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
         for (int part = 0; part < 2; ++part)
