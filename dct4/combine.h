@@ -70,30 +70,43 @@ constexpr int64_t combineOutputRow(int c, int64_t a, int64_t sub) {
 
 // The rows of a level whose sub-transforms of one row lie one after the other (in[2 a' inRow + j residues
 // + r]); the results are collected per row and written out one output row at a time, by `store(at, v)`.
+// Splits of up to 8 write only 2 D2 runs per row, few enough to share the cache without the detour, so
+// they store each vector where it goes.
 template <class T, int D2, class Store>
 void combineContiguousRows(const T* table, const CombineShape& shape, T* out, const T* in, int64_t outColumn,
                            int64_t residues, Store&& store) {
   constexpr int L = kLanes<T>;
   alignas(16) T results[D2][2][kMaxResidues];  // [c][re/im][residue]
-  for (int64_t a = 0; a < shape.rows; ++a) {
-    const T* re = in + 2 * a * shape.inRow;
-    for (int64_t r = 0; r < residues; r += L)
-      combineVector<T, D2>(
-          table, a, shape.rows,
-          [&](int j) __attribute__((always_inline)) {
-            return CV<T>{loadAligned(re + j * residues + r), loadAligned(re + shape.inRow + j * residues + r)};
-          },
-          [&](int c, CV<T> v) __attribute__((always_inline)) {
-            storeAligned(&results[c][0][r], v.re);
-            storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
-          });
-    for (int c = 0; c < D2; ++c) {
-      T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
-      for (int part = 0; part < 2; ++part)
-        for (int64_t r = 0; r < residues; r += L)
-          store(toRe + part * shape.outRow + r, loadAligned(&results[c][part][r]));
+  // The full block of residues is addressed with its width as a constant, as in the input bodies.
+  auto rowsOf = [&](auto width) __attribute__((always_inline)) {
+    for (int64_t a = 0; a < shape.rows; ++a) {
+      const T* re = in + 2 * a * shape.inRow;
+      for (int64_t r = 0; r < width; r += L)
+        combineVector<T, D2>(
+            table, a, shape.rows,
+            [&](int j) __attribute__((always_inline)) {
+              return CV<T>{loadAligned(re + j * width + r), loadAligned(re + shape.inRow + j * width + r)};
+            },
+            [&](int c, CV<T> v) __attribute__((always_inline)) {
+              if constexpr (D2 <= 8) {
+                T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn + r;
+                store(toRe, v.re);
+                store(toRe + shape.outRow, c < D2 / 2 ? v.im : -v.im);
+              } else {
+                storeAligned(&results[c][0][r], v.re);
+                storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
+              }
+            });
+      if constexpr (D2 <= 8) continue;
+      for (int c = 0; c < D2; ++c) {
+        T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
+        for (int part = 0; part < 2; ++part)
+          for (int64_t r = 0; r < width; r += L) store(toRe + part * shape.outRow + r, loadAligned(&results[c][part][r]));
+      }
     }
-  }
+  };
+  if (residues == kMaxResidues) rowsOf(std::integral_constant<int64_t, kMaxResidues>{});
+  else rowsOf(residues);
 }
 
 // Every row of a level over `allResidues` residues starting at the given columns. The rows one a' reads

@@ -9,9 +9,9 @@
 
 namespace zsp::dct4::kernel {
 
-// Turns made per output place and per block of rows: 4, one cache line of samples per place; 8 where the
+// Turns made per output place and per block of rows: 4, one cache line of samples per place; 16 where the
 // places are spread over so many pages that fewer, longer visits pay.
-constexpr int kOutputRun = 4, kLongOutputRun = 8;
+constexpr int kOutputRun = 4, kLongOutputRun = 16;
 
 // Staging the pass needs, in samples: D2 outputs of G L rows of 2D samples.
 template <class T>

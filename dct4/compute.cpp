@@ -122,7 +122,8 @@ void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t fol
   for (int64_t j = 0; j < count; ++j) {
     const int64_t at = offset + j * c.subs[i]->step;
     if (i + 1 == c.levels) {
-      inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches, true);
+      inputRows<T, S>(x, at, foldBase - 2 * at, c.subs[i]->stride, block, shape.inRow, j * residues, batches, true,
+                      j + 1 < count ? c.subs[i]->step : 0);
     } else {
       compactLevel<T, S>(c, i + 1, x, at, foldBase, batches, block, shape.inRow, j * residues, false);
     }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "dct4/angles.h"
 #include "dct4/records.h"
@@ -204,52 +205,66 @@ inline void inputBatch(const T* x, int64_t offset, int64_t base, int64_t stride,
 constexpr int kMaxResidues = 32;
 
 // With `direct`, the caller's output rows do not compete for cache sets (they are padded) and the
-// bodies store into them directly.
+// bodies store into them directly. A `nextOffset` other than 0 is how much further on the caller's next
+// call reads: its rows are requested from memory while these are copied, since rows far apart in a long
+// input are each on a page of their own and no hardware prefetcher follows them.
 template <class T, int S>
 void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
-               int64_t column, int32_t batches, bool direct = false) {
+               int64_t column, int32_t batches, bool direct = false, int64_t nextOffset = 0) {
   constexpr int L = kLanes<T>;
+  constexpr int64_t kLine = 64 / sizeof(T);
   alignas(16) T rows[S * kMaxResidues];
   const int64_t residues = int64_t{L} * batches;
   for (int j = 0; j < S / 2; ++j) {
     const T* from = x + offset + j * stride;
     for (int64_t r = 0; r < residues; r += L) storeAligned(rows + j * residues + r, loadUnaligned(from + r));
+    if (nextOffset != 0)
+      for (int64_t r = 0; r < residues + L; r += kLine) _mm_prefetch(from + nextOffset + r, _MM_HINT_T0);
   }
   for (int j = S / 2; j < S; ++j) {
     const T* from = x + offset + base - j * stride - (L - 1);
     for (int64_t r = 0; r < residues; r += L)
       storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
+    if (nextOffset != 0)
+      for (int64_t r = 0; r < residues + L; r += kLine)
+        _mm_prefetch(from - nextOffset - residues + L + r, _MM_HINT_T0);
   }
-  if (direct) {
+  // The bodies address the block with the residue count as a constant where it is the full block, the
+  // common case: the rows are then fixed displacements and need no registers of their own.
+  auto bodies = [&](auto width) __attribute__((always_inline)) {
+    if (direct) {
+      for (int32_t b = 0; b < batches; ++b) {
+        Vec<T> u[S], re[S / 2], im[S / 2];
+#pragma GCC unroll 64
+        for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * width + L * b);
+        oddBody<T, S>(u, re, im);
+#pragma GCC unroll 64
+        for (int a = 0; a < S / 2; ++a) {
+          storeAligned(out + 2 * a * rowLength + column + L * b, re[a]);
+          storeAligned(out + (2 * a + 1) * rowLength + column + L * b, im[a]);
+        }
+      }
+      return;
+    }
+    // The output rows are as far apart as the input rows; they are gathered the same way.
+    alignas(16) T results[S * kMaxResidues];
     for (int32_t b = 0; b < batches; ++b) {
       Vec<T> u[S], re[S / 2], im[S / 2];
 #pragma GCC unroll 64
-      for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
+      for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * width + L * b);
       oddBody<T, S>(u, re, im);
 #pragma GCC unroll 64
       for (int a = 0; a < S / 2; ++a) {
-        storeAligned(out + 2 * a * rowLength + column + L * b, re[a]);
-        storeAligned(out + (2 * a + 1) * rowLength + column + L * b, im[a]);
+        storeAligned(results + 2 * a * width + L * b, re[a]);
+        storeAligned(results + (2 * a + 1) * width + L * b, im[a]);
       }
     }
-    return;
-  }
-  // The output rows are as far apart as the input rows; they are gathered the same way.
-  alignas(16) T results[S * kMaxResidues];
-  for (int32_t b = 0; b < batches; ++b) {
-    Vec<T> u[S], re[S / 2], im[S / 2];
-#pragma GCC unroll 64
-    for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * residues + L * b);
-    oddBody<T, S>(u, re, im);
-#pragma GCC unroll 64
-    for (int a = 0; a < S / 2; ++a) {
-      storeAligned(results + 2 * a * residues + L * b, re[a]);
-      storeAligned(results + (2 * a + 1) * residues + L * b, im[a]);
-    }
-  }
-  for (int j = 0; j < S; ++j)
-    for (int64_t r = 0; r < residues; r += L)
-      storeAligned(out + j * rowLength + column + r, loadAligned(results + j * residues + r));
+    for (int j = 0; j < S; ++j)
+      for (int64_t r = 0; r < residues; r += L)
+        storeAligned(out + j * rowLength + column + r, loadAligned(results + j * width + r));
+  };
+  if (residues == kMaxResidues) bodies(std::integral_constant<int64_t, kMaxResidues>{});
+  else bodies(residues);
 }
 
 // Fold network over M twiddled residues; terminal t holds the pair (y[k], y[mirror of k]).
