@@ -232,7 +232,8 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
   // The bodies address the block with the residue count as a constant where it is the full block, the
   // common case: the rows are then fixed displacements and need no registers of their own.
   auto bodies = [&](auto width) __attribute__((always_inline)) {
-    if (direct) {
+    // Output row a of batch b goes to dst + a * dstRow + L * b.
+    auto batchesInto = [&](T* dst, auto dstRow) __attribute__((always_inline)) {
       for (int32_t b = 0; b < batches; ++b) {
         Vec<T> u[S], re[S / 2], im[S / 2];
 #pragma GCC unroll 64
@@ -240,25 +241,18 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
         oddBody<T, S>(u, re, im);
 #pragma GCC unroll 64
         for (int a = 0; a < S / 2; ++a) {
-          storeAligned(out + 2 * a * rowLength + column + L * b, re[a]);
-          storeAligned(out + (2 * a + 1) * rowLength + column + L * b, im[a]);
+          storeAligned(dst + 2 * a * dstRow + L * b, re[a]);
+          storeAligned(dst + (2 * a + 1) * dstRow + L * b, im[a]);
         }
       }
+    };
+    if (direct) {
+      batchesInto(out + column, rowLength);
       return;
     }
     // The output rows are as far apart as the input rows; they are gathered the same way.
     alignas(16) T results[S * kMaxResidues];
-    for (int32_t b = 0; b < batches; ++b) {
-      Vec<T> u[S], re[S / 2], im[S / 2];
-#pragma GCC unroll 64
-      for (int j = 0; j < S; ++j) u[j] = loadAligned(rows + j * width + L * b);
-      oddBody<T, S>(u, re, im);
-#pragma GCC unroll 64
-      for (int a = 0; a < S / 2; ++a) {
-        storeAligned(results + 2 * a * width + L * b, re[a]);
-        storeAligned(results + (2 * a + 1) * width + L * b, im[a]);
-      }
-    }
+    batchesInto(results, width);
     for (int j = 0; j < S; ++j)
       for (int64_t r = 0; r < residues; r += L)
         storeAligned(out + j * rowLength + column + r, loadAligned(results + j * width + r));
