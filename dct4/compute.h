@@ -302,42 +302,53 @@ constexpr int bitReverse(int t, int bits) {
 }
 constexpr int log2Of(int d) { return d <= 1 ? 0 : 1 + log2Of(d / 2); }
 
-// The turn at 32 residues, with the values of outputTurn<T, 32> in another order: the table gives the
-// residues quad by quad, and its first half holds the four quads of the first level (i = 0, 4, 7, 3)
-// whose outputs make quad 0 of each list of eight at the second level, the other half those of quad 1.
-// So each half is twiddled and taken through both paired levels on its own, and only the last level,
-// on lists of two, joins the halves: fewer values are alive at a time.
+// Position q of a turn's table whose pair is that of residue r (the inverse of outputTablePair).
+constexpr int outputTablePosition(int d, int r) {
+  for (int q = 0; q < d; ++q)
+    if (outputTablePair(d, 2 * q) / 2 == r) return q;
+  return -1;
+}
+
+// Residue r of a turn's L rows, twiddled by its table position.
+template <class T, int D, int r>
+ZSP_DCT4_INLINE CV<T> twiddledResidue(const T* table, const T* rows) {
+  constexpr int L = kLanes<T>, q = outputTablePosition(D, r);
+  static_assert(q >= 0);
+  CV<T> v;
+#pragma GCC unroll 4
+  for (int l = 0; l < L; ++l) {
+    v.re[l] = rows[2 * D * l + r];
+    v.im[l] = rows[2 * D * l + D + r];
+  }
+  return twiddle(v, table + 2 * q * L);
+}
+
+// The turn at 32 residues, with the values of outputTurn<T, 32> in another order, so that few values
+// are alive at a time: each quad of residues (i, 31-i, 16+i, 15-i) is twiddled just before its two
+// paired fold levels make element i of four lists of eight; then each list goes through the next two
+// paired levels (its quads 0 and 1) and the last level, on lists of two, which only joins values of
+// the same list.
 template <class T>
 ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal) {
-  constexpr int L = kLanes<T>, D = 32;
-  CV<T> half[2][4][4];  // [quad of the second level][list of the first][list of the second]
-  unroll<0, 2>([&]<int h>() __attribute__((always_inline)) {
-    CV<T> z[D];  // only the 16 residues of this half are set
-    unroll<16 * h, 16 * h + 16>([&]<int q>() __attribute__((always_inline)) {
-      constexpr int r = outputTablePair(D, 2 * q) / 2;
-      CV<T> v;
-#pragma GCC unroll 4
-      for (int l = 0; l < L; ++l) {
-        v.re[l] = rows[2 * D * l + r];
-        v.im[l] = rows[2 * D * l + D + r];
-      }
-      z[r] = twiddle(v, table + 2 * q * L);
-    });
-    CV<T> lists[4][8];  // uu, ud, du, dd of the first level, at the indices this half makes
-    constexpr int firstLevel[2][4] = {{0, 4, 7, 3}, {1, 5, 6, 2}};
-    unroll<0, 4>([&]<int k>() __attribute__((always_inline)) {
-      constexpr int i = firstLevel[h][k];
-      foldQuad<T, D, i>(z, lists[0][i], lists[1][i], lists[2][i], lists[3][i]);
-    });
-    unroll<0, 4>([&]<int list>() __attribute__((always_inline)) {
-      foldQuad<T, 8, h>(lists[list], half[h][list][0], half[h][list][1], half[h][list][2], half[h][list][3]);
+  constexpr int D = 32;
+  CV<T> lists[4][8];  // uu, ud, du, dd of the first paired levels
+  unroll<0, 8>([&]<int i>() __attribute__((always_inline)) {
+    CV<T> z[D];  // only the quad's four residues are set
+    z[i] = twiddledResidue<T, D, i>(table, rows);
+    z[D - 1 - i] = twiddledResidue<T, D, D - 1 - i>(table, rows);
+    z[D / 2 + i] = twiddledResidue<T, D, D / 2 + i>(table, rows);
+    z[D / 2 - 1 - i] = twiddledResidue<T, D, D / 2 - 1 - i>(table, rows);
+    foldQuad<T, D, i>(z, lists[0][i], lists[1][i], lists[2][i], lists[3][i]);
+  });
+  unroll<0, 4>([&]<int list>() __attribute__((always_inline)) {
+    CV<T> half[2][4];  // [quad of the second paired levels][list it makes]
+    foldQuad<T, 8, 0>(lists[list], half[0][0], half[0][1], half[0][2], half[0][3]);
+    foldQuad<T, 8, 1>(lists[list], half[1][0], half[1][1], half[1][2], half[1][3]);
+    unroll<0, 4>([&]<int j>() __attribute__((always_inline)) {
+      const CV<T> pair[2] = {half[0][j], half[1][j]};
+      fold<T, 2>(pair, terminal + 2 * (4 * list + j));
     });
   });
-#pragma GCC unroll 16
-  for (int k = 0; k < 16; ++k) {
-    const CV<T> pair[2] = {half[0][k / 4][k % 4], half[1][k / 4][k % 4]};
-    fold<T, 2>(pair, terminal + 2 * k);
-  }
 }
 
 // One turn of the output stage: the L rows a = L i .. L i + L - 1 of all D residues, twiddled and folded;
@@ -398,13 +409,13 @@ ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int6
       storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
     }
   }
-  for (int t = 0; t < D; ++t) {
+  unroll<0, D>([&]<int t>() __attribute__((always_inline)) {
     const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
     for (int p = 0; p < G * L; p += L) {
       store(k + p, loadAligned(&staged[t][0][p]));
       store(mirrorBase - k - (G * L - 1) + p, loadAligned(&staged[t][1][p]));
     }
-  }
+  });
 }
 
 // The same for long transforms, whose 2D places per turn lie a power of two apart: G turns at a time.
