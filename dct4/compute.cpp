@@ -228,8 +228,9 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
                         combineOutputStaging<T>(32, 32, kLongOutputRun) <= state->length;
   T* staging = static_cast<T*>(state->work);
   // The outermost scratch is written in runs of L columns residues, whole cache lines when it starts on
-  // a line; when it is far larger than the cache, those runs bypass it.
-  constexpr int64_t kStreamFromBytes = int64_t{1} << 21;
+  // a line. From 8 MiB on those runs bypass the cache; below, the scratch is still in the shared last
+  // level when the next pass reads it back, which more than pays for evicting it on the way in.
+  constexpr int64_t kStreamFromBytes = int64_t{1} << 23;
   const bool streamOuter = int64_t{state->length} * kSampleBytes<T> >= kStreamFromBytes &&
                            reinterpret_cast<uintptr_t>(top->work) % 64 == 0;
   if (!levelByLevel<T>(top, staging, x, input->foldBase, input->columns, false, streamOuter)) return false;
