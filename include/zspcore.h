@@ -39,7 +39,8 @@ int32_t zspGetCpuFeatures(uint64_t* pFeaturesMask, uint32_t pCpuidInfoRegs[4]);
  * the operating system does not save (checked with XGETBV). */
 uint64_t zspGetEnabledCpuFeatures(void);
 
-/* Memory aligned to 64 bytes, or null; a length of 0 or below gives null. */
+/* Memory aligned to 64 bytes, or null; a length of 0 or below gives null. Blocks from 4 MiB on are
+ * aligned to 2 MiB and advised for 2 MiB pages where the system offers them (madvise). */
 void* zspMalloc(int32_t length);
 
 /* Releases memory from zspMalloc; null is a no-op. */

@@ -77,7 +77,7 @@ TEST(EntryLayer, StartUpFlagFollowsBothFeatureBits) {
 }
 
 TEST(CoreServices, MemoryIsAlignedAndFreeAcceptsNull) {
-  for (int32_t length : {1, 16, 1000, 73728}) {
+  for (int32_t length : {1, 16, 1000, 73728, 5 << 20, (4 << 20) + 1}) {
     void* p = zspMalloc(length);
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 64, 0u);
