@@ -355,20 +355,13 @@ ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal
 // terminal t holds the pairs of the outputs k = L i + s c, c the bit reversal of t.
 template <class T, int D>
 ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) {
-  constexpr int L = kLanes<T>;
   if constexpr (D == 32) {
     outputTurn32<T>(table, rows, terminal);
   } else {
     CV<T> z[D];
-    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {
+    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {  // in the table's order
       constexpr int r = outputTablePair(D, 2 * q) / 2;
-      CV<T> v;
-#pragma GCC unroll 4
-      for (int l = 0; l < L; ++l) {
-        v.re[l] = rows[2 * D * l + r];
-        v.im[l] = rows[2 * D * l + D + r];
-      }
-      z[r] = twiddle(v, table + 2 * q * L);
+      z[r] = twiddledResidue<T, D, r>(table, rows);
     });
     fold<T, D>(z, terminal);
   }
