@@ -47,21 +47,41 @@ def count(library):
     return counts
 
 
-def main():
-    if len(sys.argv) != 3:
-        sys.exit(__doc__)
+def read_packed(path):
+    """The generator's packed counts: name -> (shape, packed add/sub, packed mul)."""
     packed = {}
-    for line in open(sys.argv[2]):
+    for line in open(path):
         if line.startswith("#"):
             continue
         n, precision, direction, shape, addsub, mul = line.split()[:6]
         name = f"x3_zspgDFT{'Fwd' if direction == 'fwd' else 'Inv'}_CToC_{n}_{precision}"
         packed[name] = (shape, addsub, mul)
-    print("name,shape,instructions,addsub,mul,shuffle,flip,moves,stack,generator_addsub,generator_mul")
-    for name, c in sorted(count(sys.argv[1]).items(), key=lambda kv: (int(kv[0].split("_")[3]), kv[0])):
+    return packed
+
+
+COLUMNS = ["instructions", "addsub", "mul", "shuffle", "flip", "moves", "stack", "generator_addsub",
+           "generator_mul"]
+
+
+def kernel_table(library, packed_path):
+    """Every kernel's counts by kind beside the generator's: name -> (shape, [values in COLUMNS order])."""
+    packed = read_packed(packed_path)
+    table = {}
+    for name, c in count(library).items():
         shape, addsub, mul = packed.get(name.replace("owng", "zspg").replace("_unaligned", ""), ("", "", ""))
-        print(f"{name},{shape},{c['all']},{c['addsub']},{c['mul']},{c['shuffle']},{c['flip']},{c['move']},"
-              f"{c['stack']},{addsub},{mul}")
+        table[name] = (shape, [c["all"], c["addsub"], c["mul"], c["shuffle"], c["flip"], c["move"], c["stack"],
+                               addsub, mul])
+    return table
+
+
+def main():
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    print("name,shape," + ",".join(COLUMNS))
+    table = kernel_table(sys.argv[1], sys.argv[2])
+    for name in sorted(table, key=lambda k: (int(k.split("_")[3]), k)):
+        shape, values = table[name]
+        print(f"{name},{shape}," + ",".join(str(v) for v in values))
 
 
 if __name__ == "__main__":

@@ -2,11 +2,13 @@
 """Runs bench_dft (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
 
     python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft [--repetitions 3]
+        [--library build/lib/libzspgenx3.so --packed build/generated/dft/dft_packed_counts.txt]
     python3 bench/dft_report.py --json results.json --out bench-results/dft
 
 The ratio is our time per call over FFTW's for the same kernel, measured in the same run. With
 repetitions, each side keeps its fastest repetition: on a shared machine the fastest is the one least
-disturbed by other work.
+disturbed by other work. With --library and --packed, each row also gets the kernel's instruction
+counts by kind beside the generator's packed counts (bench/dft_instructions.py).
 """
 import argparse
 import csv
@@ -16,6 +18,9 @@ import os
 import re
 import subprocess
 import sys
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import dft_instructions  # noqa: E402
 
 NAME = re.compile(r"zspgDFT(Fwd|Inv)_CToC_(\d+)_(32fc|64fc)/(zsp|fftw)")
 
@@ -68,19 +73,23 @@ def summarise(rows):
     return lines
 
 
-def write_csv(rows, path):
+def write_csv(rows, path, instructions):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
         w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "bound_cycles",
-                    "cycles_per_bound"])
+                    "cycles_per_bound"] + (["shape"] + dft_instructions.COLUMNS if instructions else []))
         for (p, d, n) in sorted(rows):
             r = rows[(p, d, n)]
             if "zsp_ns" not in r or "fftw_ns" not in r:
                 continue
+            counts = []
+            if instructions:
+                shape, values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", ("", [""] * 9))
+                counts = [shape] + values
             w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
                         f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else "",
                         f"{r['bound']:.1f}" if r.get("bound") else "",
-                        f"{r['per_bound']:.2f}" if r.get("per_bound") else ""])
+                        f"{r['per_bound']:.2f}" if r.get("per_bound") else ""] + counts)
 
 
 def plot(rows, path):
@@ -118,6 +127,8 @@ def main():
     ap.add_argument("--json", help="JSON written by bench_dft --benchmark_format=json")
     ap.add_argument("--out", default="bench-results/dft", help="output path without extension")
     ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
+    ap.add_argument("--library", help="built libzspgenx3.so, for the instruction counts")
+    ap.add_argument("--packed", help="the generator's dft_packed_counts.txt, beside them")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_dft")
     args = ap.parse_args()
     if args.json:
@@ -129,7 +140,10 @@ def main():
         sys.exit("give --bench or --json")
     rows = collect(results)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
-    write_csv(rows, args.out + ".csv")
+    instructions = None
+    if args.library and args.packed:
+        instructions = dft_instructions.kernel_table(args.library, args.packed)
+    write_csv(rows, args.out + ".csv", instructions)
     for line in summarise(rows):
         print(line)
     try:
