@@ -71,7 +71,8 @@ void dct4VersusFftw(benchmark::State& state) {
   const double planSeconds = seconds([&] { plan = Fftw<T>::plan(n, src, dst); });
   for (int i = 0; i < n; ++i) src[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
 
-  // Interleaved batches of about 2 ms each; the fastest batch of each side counts.
+  // Interleaved batches of 2e6 / (5 N log2 N) calls, at least one (tens to hundreds of microseconds; one
+  // call from 2^14 on, so each call starts after the other side's); the fastest batch of each side counts.
   const int perBatch = std::max(1, static_cast<int>(2e6 / (5.0 * n * std::max(1, __builtin_ctz(n)))));
   double oursBest = 1e30, fftwBest = 1e30;
   for (int round = 0; round < 15; ++round) {
