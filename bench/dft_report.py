@@ -84,7 +84,7 @@ def write_csv(rows, path, instructions):
                 continue
             counts = []
             if instructions:
-                shape, values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", ("", [""] * 9))
+                shape, values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", ("", [""] * len(dft_instructions.COLUMNS)))
                 counts = [shape] + values
             w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
                         f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else "",

@@ -20,14 +20,12 @@ constexpr size_t kLargeFrom = size_t{2} * kLargePage;
 extern "C" void* zspMalloc(int32_t length) {
   if (length <= 0) return nullptr;
   const size_t size = static_cast<size_t>(length);
-  if (size >= kLargeFrom) {
-    const size_t rounded = (size + kLargePage - 1) & ~(kLargePage - 1);
-    void* block = std::aligned_alloc(kLargePage, rounded);
-    if (block != nullptr) madvise(block, rounded, MADV_HUGEPAGE);
-    return block;
-  }
-  const size_t rounded = (size + kAlignment - 1) & ~(kAlignment - 1);
-  return std::aligned_alloc(kAlignment, rounded);
+  const bool large = size >= kLargeFrom;
+  const size_t alignment = large ? kLargePage : kAlignment;
+  const size_t rounded = (size + alignment - 1) & ~(alignment - 1);
+  void* block = std::aligned_alloc(alignment, rounded);
+  if (large && block != nullptr) madvise(block, rounded, MADV_HUGEPAGE);
+  return block;
 }
 
 extern "C" void zspFree(void* ptr) { std::free(ptr); }
