@@ -70,15 +70,19 @@ constexpr int64_t combineOutputRow(int c, int64_t a, int64_t sub) {
 
 // The rows of a level whose sub-transforms of one row lie one after the other (in[2 a' inRow + j residues
 // + r]); the results are collected per row and written out one output row at a time, by `store(at, v)`.
-// Splits of up to 8 write only 2 D2 runs per row, few enough to share the cache without the detour, so
-// they store each vector where it goes.
+// The 2 D2 output rows of one a' lie a power of two apart and so fall into the same cache sets. Splits of
+// up to 8 whose whole output fits in the first-level cache store each vector where it goes instead: their
+// rows stay there whatever set they share. A larger output (the scratch of a long transform) evicts its
+// own rows before they are complete, so those go through the detour too.
+constexpr int64_t kDirectCombineBytes = 32 * 1024;
+
 template <class T, int D2, class Store>
 void combineContiguousRows(const T* table, const CombineShape& shape, T* out, const T* in, int64_t outColumn,
                            int64_t residues, Store&& store) {
   constexpr int L = kLanes<T>;
   alignas(16) T results[D2][2][kMaxResidues];  // [c][re/im][residue]
   // The full block of residues is addressed with its width as a constant, as in the input bodies.
-  auto rowsOf = [&](auto width) __attribute__((always_inline)) {
+  auto rowsOf = [&](auto width, auto direct) __attribute__((always_inline)) {
     for (int64_t a = 0; a < shape.rows; ++a) {
       const T* re = in + 2 * a * shape.inRow;
       for (int64_t r = 0; r < width; r += L)
@@ -88,7 +92,7 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
               return CV<T>{loadAligned(re + j * width + r), loadAligned(re + shape.inRow + j * width + r)};
             },
             [&](int c, CV<T> v) __attribute__((always_inline)) {
-              if constexpr (D2 <= 8) {
+              if constexpr (direct) {
                 T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn + r;
                 store(toRe, v.re);
                 store(toRe + shape.outRow, c < D2 / 2 ? v.im : -v.im);
@@ -97,7 +101,7 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
                 storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
               }
             });
-      if constexpr (D2 <= 8) continue;
+      if constexpr (direct) continue;
       for (int c = 0; c < D2; ++c) {
         T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
         for (int part = 0; part < 2; ++part)
@@ -105,8 +109,13 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
       }
     }
   };
-  if (residues == kMaxResidues) rowsOf(std::integral_constant<int64_t, kMaxResidues>{});
-  else rowsOf(residues);
+  auto withWidth = [&](auto direct) __attribute__((always_inline)) {
+    if (residues == kMaxResidues) rowsOf(std::integral_constant<int64_t, kMaxResidues>{}, direct);
+    else rowsOf(residues, direct);
+  };
+  const int64_t outputBytes = shape.sub * D2 * shape.outRow * int64_t{sizeof(T)};
+  if (D2 <= 8 && outputBytes <= kDirectCombineBytes) withWidth(std::true_type{});
+  else withWidth(std::false_type{});
 }
 
 // Every row of a level over `allResidues` residues starting at the given columns. The rows one a' reads
