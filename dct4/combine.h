@@ -113,9 +113,14 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
     if (residues == kMaxResidues) rowsOf(std::integral_constant<int64_t, kMaxResidues>{}, direct);
     else rowsOf(residues, direct);
   };
-  const int64_t outputBytes = shape.sub * D2 * shape.outRow * int64_t{sizeof(T)};
-  if (D2 <= 8 && outputBytes <= kDirectCombineBytes) withWidth(std::true_type{});
-  else withWidth(std::false_type{});
+  // Only splits of up to 8 have the direct form at all, so larger ones are compiled with the detour alone.
+  if constexpr (D2 <= 8) {
+    if (shape.sub * D2 * shape.outRow * int64_t{sizeof(T)} <= kDirectCombineBytes) {
+      withWidth(std::true_type{});
+      return;
+    }
+  }
+  withWidth(std::false_type{});
 }
 
 // Every row of a level over `allResidues` residues starting at the given columns. The rows one a' reads
