@@ -41,8 +41,19 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
         const T* re = in + 2 * a * inRow;
         T* lower = staging + (g * L + l) * 2 * D;
         T* upper = staging + ((G - 1 - g) * L + (L - 1 - l)) * 2 * D;
+        // The next row's samples are requested while this row is combined, a share per vector of residues:
+        // each vector reads one sample pair of every sub-transform, 2 D2 lines at once, a pattern the
+        // hardware prefetchers do not follow.
+        const T* nextRe = re + 2 * inRow;
+        constexpr int64_t kLine = 64 / sizeof(T), perVector = D2 * D / kLine / (D / L) * kLine;
 #pragma GCC unroll 1
-        for (int r = 0; r < D; r += L)
+        for (int r = 0; r < D; r += L) {
+          if (a + 1 < rows)
+#pragma GCC unroll 64
+            for (int64_t at = 0; at < perVector; at += kLine) {
+              _mm_prefetch(nextRe + (r / L) * perVector + at, _MM_HINT_T0);
+              _mm_prefetch(nextRe + inRow + (r / L) * perVector + at, _MM_HINT_T0);
+            }
           combineVector<T, D2>(
               combineTable, a, rows,
               [&](int j) __attribute__((always_inline)) {
@@ -53,10 +64,14 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
                 storeAligned(to, v.re);
                 storeAligned(to + D, c < D2 / 2 ? v.im : -v.im);
               });
+        }
       }
     for (int c = 0; c < D2; ++c) {
       const int64_t i0 = firstTurn(c, b0);
-      outputTurns<T, D, G>(outputTable + turnSamples * i0, staging + c * G * turnSamples, i0, s, mirrorBase, store);
+      // The turns whose table is read next: those of output c + 1, or of output 0 of the next block.
+      const int64_t next = c + 1 < D2 ? firstTurn(c + 1, b0) : b0 + G < rows / L ? firstTurn(0, b0 + G) : i0;
+      outputTurns<T, D, G>(outputTable + turnSamples * i0, staging + c * G * turnSamples, i0, s, mirrorBase, store,
+                           outputTable + turnSamples * next);
     }
   }
 }

@@ -158,7 +158,8 @@ bool levelByLevel(const Env7* top, T* work, const T* x, int64_t foldBase, int32_
     for (int64_t j = 0; j < first->count; ++j) {
       const int64_t offset = j * first->step, column = j * first->columnStep;
       if (c.levels == 1)
-        inputRows<T, S>(x, offset, foldBase - 2 * offset, first->stride, firstWork, first->columns, column, batches);
+        inputRows<T, S>(x, offset, foldBase - 2 * offset, first->stride, firstWork, first->columns, column, batches,
+                        false, j + 1 < first->count ? first->step : 0);
       else
         compactLevel<T, S>(c, 1, x, offset, foldBase, batches, firstWork, c.steps[1]->columns, column,
                            streamOuter);

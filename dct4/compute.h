@@ -387,15 +387,24 @@ void outputStage(const Env4* e, T* y, const T* work) {
 
 // G consecutive turns from group i0 on, their rows one after the other: each of the 2D places of the
 // turns receives one run of G L samples, staged first, so that places a power of two apart do not compete
-// for the same cache sets while a run is being filled.
+// for the same cache sets while a run is being filled. Given `nextTable`, the table of the turn after
+// each one is requested from memory during it (for the last turn, the table the caller uses next): a
+// long transform's table is read in runs of a few kilobytes that the hardware prefetchers do not follow
+// in time, and its loads feed the turn's first products.
 template <class T, int D, int G, class Store>
 ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int64_t s, int64_t mirrorBase,
-                                 Store&& store) {
+                                 Store&& store, const T* nextTable = nullptr) {
   constexpr int L = kLanes<T>;
+  constexpr int64_t turnSamples = 2 * D * L;
   alignas(16) T staged[D][2][G * L];
   for (int g = 0; g < G; ++g) {
+    if (nextTable != nullptr) {
+      const T* ahead = g + 1 < G ? table + turnSamples * (g + 1) : nextTable;
+#pragma GCC unroll 64
+      for (int64_t at = 0; at < turnSamples; at += 64 / sizeof(T)) _mm_prefetch(ahead + at, _MM_HINT_T0);
+    }
     CV<T> terminal[D];
-    outputTurn<T, D>(table + 2 * D * L * g, rows + 2 * D * L * g, terminal);
+    outputTurn<T, D>(table + turnSamples * g, rows + turnSamples * g, terminal);
 #pragma GCC unroll 64
     for (int t = 0; t < D; ++t) {
       storeAligned(&staged[t][0][g * L], terminal[t].re);
