@@ -83,6 +83,7 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
   alignas(16) T results[D2][2][kMaxResidues];  // [c][re/im][residue]
   // The full block of residues is addressed with its width as a constant, as in the input bodies.
   auto rowsOf = [&](auto width, auto direct) __attribute__((always_inline)) {
+    const int64_t n = width;
     for (int64_t a = 0; a < shape.rows; ++a) {
       const T* re = in + 2 * a * shape.inRow;
       for (int64_t r = 0; r < width; r += L)
@@ -105,7 +106,8 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
       for (int c = 0; c < D2; ++c) {
         T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn;
         for (int part = 0; part < 2; ++part)
-          for (int64_t r = 0; r < width; r += L) store(toRe + part * shape.outRow + r, loadAligned(&results[c][part][r]));
+#pragma GCC unroll 16
+          for (int64_t r = 0; r < n; r += L) store(toRe + part * shape.outRow + r, loadAligned(&results[c][part][r]));
       }
     }
   };

@@ -209,19 +209,20 @@ zspStatus env4Compute(const Env4* e, T* y, const T* work) {
   }
 }
 
-// Transforms long enough to leave the cache run the outermost combining step and the output stage as one
-// pass (the state's vector then only stages a block of rows). Needs a sound tree with 32 residues, whole
-// blocks of rows and splits of 8 to 32; false, with nothing done, otherwise.
+// Transforms of 64 KiB and more, whose vectors no longer share the first-level cache, run the outermost
+// combining step and the output stage as one pass (the state's vector then only stages a block of rows;
+// below that size the pass measured no faster). Needs a sound tree with 32 residues, whole blocks of rows,
+// splits of 8 to 32 and room for the staging of the split; false, with nothing done, otherwise.
 template <class T>
 bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* output, T* y, const T* x) {
   constexpr int L = kLanes<T>;
-  constexpr int64_t kFromBytes = int64_t{1} << 17;
+  constexpr int64_t kFromBytes = int64_t{1} << 16;
   if (int64_t{state->length} * kSampleBytes<T> < kFromBytes || input->tag != 7 || output->tag != 6) return false;
   const auto* top = static_cast<const Env7*>(x3_EnvList_get(input->rules, 0));
   const auto* last = static_cast<const Env8*>(x3_EnvList_get(top->rules, 0));
   if (last->tag < 3 || last->tag > 5 || last->columns != 32 || last->groups % (kOutputRun * L) != 0 ||
       int64_t{output->subLength} != int64_t{last->subLength} << last->tag ||
-      combineOutputStaging<T>(32, 32, kOutputRun) > state->length)
+      combineOutputStaging<T>(1 << last->tag, 32, kOutputRun) > state->length)
     return false;
   constexpr int64_t kLongRunFromBytes = int64_t{1} << 21;
   const bool longRuns = int64_t{state->length} * kSampleBytes<T> >= kLongRunFromBytes &&

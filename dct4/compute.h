@@ -215,23 +215,26 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
   constexpr int64_t kLine = 64 / sizeof(T);
   alignas(16) T rows[S * kMaxResidues];
   const int64_t residues = int64_t{L} * batches;
-  for (int j = 0; j < S / 2; ++j) {
-    const T* from = x + offset + j * stride;
-    for (int64_t r = 0; r < residues; r += L) storeAligned(rows + j * residues + r, loadUnaligned(from + r));
-    if (nextOffset != 0)
-      for (int64_t r = 0; r < residues + L; r += kLine) _mm_prefetch(from + nextOffset + r, _MM_HINT_T0);
-  }
-  for (int j = S / 2; j < S; ++j) {
-    const T* from = x + offset + base - j * stride - (L - 1);
-    for (int64_t r = 0; r < residues; r += L)
-      storeAligned(rows + j * residues + r, -reversed<T>(loadUnaligned(from - r)));
-    if (nextOffset != 0)
-      for (int64_t r = 0; r < residues + L; r += kLine)
-        _mm_prefetch(from - nextOffset - residues + L + r, _MM_HINT_T0);
-  }
-  // The bodies address the block with the residue count as a constant where it is the full block, the
-  // common case: the rows are then fixed displacements and need no registers of their own.
+  // The block is addressed with the residue count as a constant where it is the full block, the common
+  // case: the rows are then fixed displacements that need no registers of their own, and the copies
+  // are straight runs of loads and stores instead of short loops.
   auto bodies = [&](auto width) __attribute__((always_inline)) {
+    const int64_t n = width;
+    for (int j = 0; j < S / 2; ++j) {
+      const T* from = x + offset + j * stride;
+#pragma GCC unroll 16
+      for (int64_t r = 0; r < n; r += L) storeAligned(rows + j * width + r, loadUnaligned(from + r));
+      if (nextOffset != 0)
+        for (int64_t r = 0; r < width + L; r += kLine) _mm_prefetch(from + nextOffset + r, _MM_HINT_T0);
+    }
+    for (int j = S / 2; j < S; ++j) {
+      const T* from = x + offset + base - j * stride - (L - 1);
+#pragma GCC unroll 16
+      for (int64_t r = 0; r < n; r += L)
+        storeAligned(rows + j * width + r, -reversed<T>(loadUnaligned(from - r)));
+      if (nextOffset != 0)
+        for (int64_t r = 0; r < width + L; r += kLine) _mm_prefetch(from - nextOffset - width + L + r, _MM_HINT_T0);
+    }
     // Output row a of batch b goes to dst + a * dstRow + L * b.
     auto batchesInto = [&](T* dst, auto dstRow) __attribute__((always_inline)) {
       for (int32_t b = 0; b < batches; ++b) {
@@ -254,7 +257,8 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
     alignas(16) T results[S * kMaxResidues];
     batchesInto(results, width);
     for (int j = 0; j < S; ++j)
-      for (int64_t r = 0; r < residues; r += L)
+#pragma GCC unroll 16
+      for (int64_t r = 0; r < n; r += L)
         storeAligned(out + j * rowLength + column + r, loadAligned(results + j * width + r));
   };
   if (residues == kMaxResidues) bodies(std::integral_constant<int64_t, kMaxResidues>{});
