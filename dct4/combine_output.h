@@ -50,19 +50,17 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
         const T* re = in + 2 * a * inRow;
         T* lower = staging + (g * L + l) * 2 * D;
         T* upper = staging + ((G - 1 - g) * L + (L - 1 - l)) * 2 * D;
-        // The next row's samples are requested while this row is combined, a share per vector of residues:
-        // each vector reads one sample pair of every sub-transform, 2 D2 lines at once, a pattern the
-        // hardware prefetchers do not follow.
+        // The next row's samples are requested while this row is combined, a share of D2 L samples of
+        // each part per vector of residues: each vector reads one sample pair of every sub-transform,
+        // 2 D2 lines at once, a pattern the hardware prefetchers do not follow.
         const T* nextRe = re + 2 * inRow;
-        constexpr int64_t kLine = 64 / sizeof(T), perVector = D2 * D / kLine / (D / L) * kLine;
+        constexpr int64_t perVector = D2 * L;
 #pragma GCC unroll 1
         for (int r = 0; r < D; r += L) {
-          if (a + 1 < rows)
-#pragma GCC unroll 64
-            for (int64_t at = 0; at < perVector; at += kLine) {
-              _mm_prefetch(nextRe + (r / L) * perVector + at, _MM_HINT_T0);
-              _mm_prefetch(nextRe + inRow + (r / L) * perVector + at, _MM_HINT_T0);
-            }
+          if (a + 1 < rows) {
+            requestLines(nextRe + (r / L) * perVector, perVector);
+            requestLines(nextRe + inRow + (r / L) * perVector, perVector);
+          }
           combineVector<T, D2>(
               combineTable, a, rows,
               [&](int j) __attribute__((always_inline)) {

@@ -220,14 +220,16 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   if (int64_t{state->length} * kSampleBytes<T> < kFromBytes || input->tag != 7 || output->tag != 6) return false;
   const auto* top = static_cast<const Env7*>(x3_EnvList_get(input->rules, 0));
   const auto* last = static_cast<const Env8*>(x3_EnvList_get(top->rules, 0));
-  if (last->tag < 3 || last->tag > 5 || last->columns != 32 || last->groups % (kOutputRun * L) != 0 ||
-      int64_t{output->subLength} != int64_t{last->subLength} << last->tag ||
-      combineOutputStaging<T>(1 << last->tag, 32, kOutputRun) > state->length)
+  if (last->tag < 3 || last->tag > 5) return false;
+  const int split = 1 << last->tag;
+  if (last->columns != 32 || last->groups % (kOutputRun * L) != 0 ||
+      int64_t{output->subLength} != int64_t{last->subLength} * split ||
+      combineOutputStaging<T>(split, 32, kOutputRun) > state->length)
     return false;
   constexpr int64_t kLongRunFromBytes = int64_t{1} << 21;
   const bool longRuns = int64_t{state->length} * kSampleBytes<T> >= kLongRunFromBytes &&
                         last->groups % (kLongOutputRun * L) == 0 &&
-                        combineOutputStaging<T>(32, 32, kLongOutputRun) <= state->length;
+                        combineOutputStaging<T>(split, 32, kLongOutputRun) <= state->length;
   T* staging = static_cast<T*>(state->work);
   // The outermost scratch is written in runs of L columns residues, whole cache lines when it starts on
   // a line. From 8 MiB on those runs bypass the cache; below, the scratch is still in the shared last

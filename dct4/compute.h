@@ -56,6 +56,12 @@ ZSP_DCT4_INLINE void storeUnaligned(T* p, typename VecOf<T>::type v) { std::memc
 ZSP_DCT4_INLINE void storeStreaming(float* p, Vec<float> v) { _mm_stream_ps(p, v); }
 ZSP_DCT4_INLINE void storeStreaming(double* p, Vec<double> v) { _mm_stream_pd(p, v); }
 
+// Asks for the cache lines of `samples` samples from `from` on, ahead of their use.
+template <class T>
+ZSP_DCT4_INLINE void requestLines(const T* from, int64_t samples) {
+  for (int64_t at = 0; at < samples; at += 64 / int64_t{sizeof(T)}) _mm_prefetch(from + at, _MM_HINT_T0);
+}
+
 template <class T>
 ZSP_DCT4_INLINE Vec<T> reversed(Vec<T> v) {
   if constexpr (sizeof(T) == 4) return __builtin_shufflevector(v, v, 3, 2, 1, 0);
@@ -212,28 +218,26 @@ template <class T, int S>
 void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out, int64_t rowLength,
                int64_t column, int32_t batches, bool direct = false, int64_t nextOffset = 0) {
   constexpr int L = kLanes<T>;
-  constexpr int64_t kLine = 64 / sizeof(T);
   alignas(16) T rows[S * kMaxResidues];
   const int64_t residues = int64_t{L} * batches;
   // The block is addressed with the residue count as a constant where it is the full block, the common
   // case: the rows are then fixed displacements that need no registers of their own, and the copies
-  // are straight runs of loads and stores instead of short loops.
+  // are straight runs of loads and stores instead of short loops. (The copies count to `n`, a plain
+  // integer: with the lambda's own parameter as the bound, GCC ignores the unroll request.)
   auto bodies = [&](auto width) __attribute__((always_inline)) {
     const int64_t n = width;
     for (int j = 0; j < S / 2; ++j) {
       const T* from = x + offset + j * stride;
 #pragma GCC unroll 16
       for (int64_t r = 0; r < n; r += L) storeAligned(rows + j * width + r, loadUnaligned(from + r));
-      if (nextOffset != 0)
-        for (int64_t r = 0; r < width + L; r += kLine) _mm_prefetch(from + nextOffset + r, _MM_HINT_T0);
+      if (nextOffset != 0) requestLines(from + nextOffset, n + L);
     }
     for (int j = S / 2; j < S; ++j) {
       const T* from = x + offset + base - j * stride - (L - 1);
 #pragma GCC unroll 16
       for (int64_t r = 0; r < n; r += L)
         storeAligned(rows + j * width + r, -reversed<T>(loadUnaligned(from - r)));
-      if (nextOffset != 0)
-        for (int64_t r = 0; r < width + L; r += kLine) _mm_prefetch(from - nextOffset - width + L + r, _MM_HINT_T0);
+      if (nextOffset != 0) requestLines(from - nextOffset - n + L, n + L);
     }
     // Output row a of batch b goes to dst + a * dstRow + L * b.
     auto batchesInto = [&](T* dst, auto dstRow) __attribute__((always_inline)) {
@@ -402,11 +406,7 @@ ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int6
   constexpr int64_t turnSamples = 2 * D * L;
   alignas(16) T staged[D][2][G * L];
   for (int g = 0; g < G; ++g) {
-    if (nextTable != nullptr) {
-      const T* ahead = g + 1 < G ? table + turnSamples * (g + 1) : nextTable;
-#pragma GCC unroll 64
-      for (int64_t at = 0; at < turnSamples; at += 64 / sizeof(T)) _mm_prefetch(ahead + at, _MM_HINT_T0);
-    }
+    if (nextTable != nullptr) requestLines(g + 1 < G ? table + turnSamples * (g + 1) : nextTable, turnSamples);
     CV<T> terminal[D];
     outputTurn<T, D>(table + turnSamples * g, rows + turnSamples * g, terminal);
 #pragma GCC unroll 64
