@@ -8,6 +8,8 @@
 //   entry_stubs.S          per name: the slot <name>_arraddr and the forwarding entry <name>
 //   zspgenx3.map           linker version script: the names global, everything else local
 //   exported_names.txt     the names, one a line
+//   size_dispatch.cpp      per name pattern with {N} that has a size-dispatch entry (the same name without
+//                          _{N}, taking the length before the hint): the entry and its table of kernels
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -23,6 +25,11 @@ struct Export {
   std::string returnType;
   std::string name;
   std::string params;  // with the parentheses
+};
+
+// A name pattern over the lengths {N}, as written in the list.
+struct LengthPattern {
+  std::string name;  // with {N}
 };
 
 std::string trim(const std::string& s) {
@@ -49,10 +56,12 @@ bool parsePrototype(const std::string& line, Export& e) {
   return !e.name.empty() && !e.returnType.empty();
 }
 
+constexpr int kFirstLength = 2, kLastLength = 64;
+
 // {N}: the lengths 2..64 of the fixed-size transforms; {K}: the orders 1..13 of the Walsh-Hadamard kernels.
 std::vector<std::string> expand(const std::string& line) {
   struct Range { const char* token; int first, last; };
-  for (const Range& r : {Range{"{N}", 2, 64}, Range{"{K}", 1, 13}}) {
+  for (const Range& r : {Range{"{N}", kFirstLength, kLastLength}, Range{"{K}", 1, 13}}) {
     if (line.find(r.token) == std::string::npos) continue;
     std::vector<std::string> out;
     for (int v = r.first; v <= r.last; ++v) out.push_back(replaceAll(line, r.token, std::to_string(v)));
@@ -61,7 +70,7 @@ std::vector<std::string> expand(const std::string& line) {
   return {line};
 }
 
-bool readExports(const char* path, std::vector<Export>& exports) {
+bool readExports(const char* path, std::vector<Export>& exports, std::vector<LengthPattern>& patterns) {
   std::ifstream in(path);
   if (!in) {
     std::cerr << "exportgen: cannot read " << path << "\n";
@@ -71,6 +80,8 @@ bool readExports(const char* path, std::vector<Export>& exports) {
   for (int lineNo = 1; std::getline(in, raw); ++lineNo) {
     const std::string line = trim(raw);
     if (line.empty() || line[0] == '#') continue;
+    Export pattern;
+    if (line.find("{N}") != std::string::npos && parsePrototype(line, pattern)) patterns.push_back({pattern.name});
     for (const std::string& one : expand(line)) {
       Export e;
       if (!parsePrototype(one, e)) {
@@ -135,6 +146,28 @@ std::string nameList(const std::vector<Export>& exports) {
   return o.str();
 }
 
+// The size-dispatch entries: one range test of the length, then a tail call through the table of the
+// pattern's kernels, lengths 2 to 64 in order.
+std::string sizeDispatch(const std::vector<Export>& exports, const std::vector<LengthPattern>& patterns) {
+  std::ostringstream o;
+  o << "/* " << kBanner << " */\n#include \"core/dispatch.h\"\n#include \"zspgen_x3.h\"\n";
+  for (const LengthPattern& p : patterns) {
+    const std::string entryName = replaceAll(p.name, "_{N}", "");
+    const Export* entry = nullptr;
+    for (const Export& e : exports)
+      if (e.name == entryName) entry = &e;
+    if (entry == nullptr) continue;
+    const std::string table = "k" + entryName.substr(4);
+    o << "\nnamespace {\ndecltype(&x3_" << replaceAll(p.name, "{N}", std::to_string(kFirstLength)) << ") const "
+      << table << "[] = {";
+    for (int n = kFirstLength; n <= kLastLength; ++n)
+      o << (n == kFirstLength ? "" : ",") << "\n    x3_" << replaceAll(p.name, "{N}", std::to_string(n));
+    o << "};\n}  // namespace\n\nextern \"C\" " << entry->returnType << " x3_" << entryName << entry->params
+      << " {\n  return zsp::dispatchBySize<" << kFirstLength << ">(" << table << ", length, pSrc, pDst, hint);\n}\n";
+  }
+  return o.str();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -143,7 +176,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::vector<Export> exports;
-  if (!readExports(argv[1], exports)) return 1;
+  std::vector<LengthPattern> patterns;
+  if (!readExports(argv[1], exports, patterns)) return 1;
   const std::string dir = argv[2];
   // Files are rewritten only when their content changed, so an unchanged list rebuilds nothing.
   using zspgen::writeIfChanged;
@@ -151,7 +185,8 @@ int main(int argc, char** argv) {
                   writeIfChanged(dir + "/zspgen_x3.h", implHeader(exports)) &&
                   writeIfChanged(dir + "/entry_stubs.S", stubs(exports)) &&
                   writeIfChanged(dir + "/zspgenx3.map", versionScript(exports)) &&
-                  writeIfChanged(dir + "/exported_names.txt", nameList(exports));
+                  writeIfChanged(dir + "/exported_names.txt", nameList(exports)) &&
+                  writeIfChanged(dir + "/size_dispatch.cpp", sizeDispatch(exports, patterns));
   if (!ok) {
     std::cerr << "exportgen: cannot write into " << dir << "\n";
     return 1;

@@ -56,21 +56,13 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   const Type type = single ? Type::F32 : Type::F64;
   const char* t = zspgen::dag::typeName(type);
   const char* sample = single ? "Zsp32fc" : "Zsp64fc";
-  // 1/N rounds once from the exact value. 1/sqrt(N) in double is the value of double arithmetic, the
-  // square root and the quotient each rounded (0x1.279a74590331dp-1, 0.5773502691896258, for N = 3); in
-  // single precision that is the same as rounding once from the exact value.
-  const __float128 invN = 1.0Q / n;
-  const __float128 invSqrtN = single ? 1.0Q / sqrtq(static_cast<__float128>(n)) : 1.0 / std::sqrt(static_cast<double>(n));
+  const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
   std::ostringstream s;
   s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
     << "* pDst, Zsp32s hint) {\n";
   s << "  " << t << " scale;\n";
   s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << (inverse ? "Inverse" : "Forward")
-    << ">(pSrc, pDst, hint, zsp::ScaleLiterals<" << t << ">{"
-    << zspgen::dag::literal(static_cast<double>(single ? static_cast<float>(invN) : static_cast<double>(invN)), type)
-    << ", "
-    << zspgen::dag::literal(static_cast<double>(single ? static_cast<float>(invSqrtN) : static_cast<double>(invSqrtN)),
-                            type)
+    << ">(pSrc, pDst, hint, zsp::ScaleLiterals<" << t << ">{" << literals.invN << ", " << literals.invSqrtN
     << "}, scale);\n";
   s << "  if (status != zspStsNoErr) return status;\n";
   // The 2-wide lowering is taken where it pairs every value of the graph and keeps to about half the

@@ -1,5 +1,8 @@
 #include "gen/generated_file.h"
 
+#include <quadmath.h>
+
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -41,5 +44,11 @@ std::string hexLiteral(double value) {
 }
 
 std::string hexLiteral(float value) { return hexLiteral(static_cast<double>(value)) + "f"; }
+
+ScaleLiteralText scaleLiterals(int n, bool single) {
+  const __float128 invN = 1.0Q / n;
+  if (single) return {hexLiteral(static_cast<float>(invN)), hexLiteral(static_cast<float>(1.0Q / sqrtq(static_cast<__float128>(n))))};
+  return {hexLiteral(static_cast<double>(invN)), hexLiteral(1.0 / std::sqrt(static_cast<double>(n)))};
+}
 
 }  // namespace zspgen

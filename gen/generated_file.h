@@ -21,6 +21,15 @@ bool writeGeneratedFile(const std::string& path, const std::string& command, con
 std::string hexLiteral(float value);
 std::string hexLiteral(double value);
 
+// The scale literals 1/N and 1/sqrt(N) of a kernel of length n, as literals of its sample type. 1/N rounds
+// once from the exact value. 1/sqrt(N) in double is the value of double arithmetic, the square root and the
+// quotient each rounded (0x1.279a74590331dp-1, 0.5773502691896258, for N = 3); in single precision that is
+// the same as rounding once from the exact value.
+struct ScaleLiteralText {
+  std::string invN, invSqrtN;
+};
+ScaleLiteralText scaleLiterals(int n, bool single);
+
 }  // namespace zspgen
 
 #endif  // ZSPGEN_GEN_GENERATED_FILE_H
