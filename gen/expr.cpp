@@ -113,6 +113,7 @@ Ref Graph::sub(Ref a, Ref b) {
   if (x.op == Op::Neg && y.op == Op::Neg) return sub(y.a, x.a);
   if (y.op == Op::Neg) return add(a, y.a);
   if (x.op == Op::Neg) return neg(add(x.a, b));
+  if (shareDifferences_ && a > b) return neg(sub(b, a));
   Node n{Op::Sub, t};
   n.a = a;
   n.b = b;
@@ -138,9 +139,11 @@ Ref Graph::mul(Ref a, __float128 factor) {
   if (x.op == Op::Const) return constant(roundTo(x.value * c, t), t);
   if (c < 0) return neg(mul(a, -factor));
   if (x.op == Op::Neg) return neg(mul(x.a, factor));
+  if (foldProducts_ && x.op == Op::Mul) return mul(x.a, x.exact * factor);
   Node n{Op::Mul, t};
   n.a = a;
   n.value = c;
+  n.exact = factor;
   return intern(n);
 }
 

@@ -30,6 +30,7 @@ struct Node {
   Ref b = -1;          // second operand (Add, Sub)
   double value = 0;    // Const: the value; Mul: the constant factor, exact in `type`
   int32_t input = -1;  // Input: index of the scalar part (2k real, 2k+1 imaginary of sample k)
+  __float128 exact = 0;  // Mul: the factor before rounding, for folding products; not part of the identity
 };
 
 class Graph {
@@ -44,6 +45,13 @@ class Graph {
   Ref mul(Ref a, __float128 factor);
   Ref widen(Ref a);   // float to double
   Ref narrow(Ref a);  // double to float, rounded once
+
+  // From now on a multiplication of a product by a constant becomes one multiplication by the product of
+  // the two constants, rounded once from their exact product.
+  void foldProducts() { foldProducts_ = true; }
+  // From now on b - a is made as -(a - b) where a was made first, so the two orders of one difference
+  // share one node.
+  void shareDifferences() { shareDifferences_ = true; }
 
   // Marks two values as the real and imaginary part of one complex value of the builders. The mark
   // changes no node; lowerings that keep a complex value in one register use it to keep parts together.
@@ -70,6 +78,8 @@ class Graph {
     bool operator()(const Node& x, const Node& y) const;
   };
   std::vector<Node> nodes_;
+  bool foldProducts_ = false;
+  bool shareDifferences_ = false;
   std::unordered_map<Node, Ref, KeyHash, KeyEq> index_;
   std::unordered_map<uint64_t, char> complex_;  // (re << 32 | im) of every marked pair
   std::unordered_map<Ref, std::pair<Ref, bool>> partner_;

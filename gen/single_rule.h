@@ -1,0 +1,37 @@
+// The single-precision rule of the real-input kernels, as a lowering of an exact-valued graph.
+//
+// The builders make one graph per size in double; the double-precision kernels run it as it is. The
+// single-precision kernels run it with these types:
+//   - inputs are single, and a sum or difference of two single values is single;
+//   - a multiplication by a constant is double: its operand is widened without loss and multiplied by
+//     the double literal; an operand that is itself a double value is first rounded to single;
+//   - a sum that holds a double value is double, its single operands widened: a dot product, with any
+//     plain terms it takes in, is carried in double to its end and rounded to single once, where a
+//     multiplication or an output takes it;
+//   - negations keep the type of their operand and stay sign flips.
+// An output left double is scaled in double by the widened single literal and rounded once.
+#ifndef ZSPGEN_GEN_SINGLE_RULE_H
+#define ZSPGEN_GEN_SINGLE_RULE_H
+
+#include <memory>
+#include <vector>
+
+#include "gen/expr.h"
+
+namespace zspgen::dag {
+
+struct Lowered {
+  Graph g;
+  std::vector<Ref> outputs;
+};
+
+// `exact` holds double nodes only; the result computes the same values by the rule above.
+std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs);
+
+// The values of `outputs` for the given input values, each node computed in the arithmetic of its type
+// (float nodes in float), as the generated code computes them.
+std::vector<double> evaluate(const Graph& g, const std::vector<Ref>& outputs, const std::vector<double>& inputs);
+
+}  // namespace zspgen::dag
+
+#endif  // ZSPGEN_GEN_SINGLE_RULE_H

@@ -1,0 +1,50 @@
+// Builders of the real-input DFT graphs. A rule turns N real values into the half spectrum, bins 0..N/2,
+// on one expression graph, so rules nest (the 15 of 3:5 inside 30 = 5:3:2 is the same builder). The graph
+// is exact-valued: every node is double, every constant the nearest double of its exact value; the
+// single-precision kernels get their types from a lowering of this graph, not from the builders.
+#ifndef ZSPGEN_REAL_REAL_BUILDERS_H
+#define ZSPGEN_REAL_REAL_BUILDERS_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "gen/expr.h"
+
+namespace zsp::real {
+
+using zspgen::dag::Graph;
+using zspgen::dag::Ref;
+
+struct Cx {
+  Ref r, i;
+};
+
+// A parsed rule: the form and, for splits and Rader schemes, the rules of the parts.
+struct Rule {
+  enum Kind { Base, Direct, GoodThomas, CooleyTukey, Rader } kind;
+  int n = 0;
+  std::vector<Rule> parts;  // GoodThomas, CooleyTukey: the two factors; Rader: the (N-1)-point rule
+};
+
+Rule parseRule(const std::string& text, int n);
+
+// Bins 0..n/2 of the real DFT of `x` (n values), exp(-2 pi i j k / n). The imaginary parts of bin 0 and,
+// for even n, bin n/2 are the constant 0.
+std::vector<Cx> realDft(Graph& g, const Rule& rule, const std::vector<Ref>& x);
+
+// The forward real transform of length n as a kernel: the graph, its inputs x[0..n-1] as input nodes
+// 0..n-1, and its spectrum in the order Re X0, Re X1, Im X1, ..., Re X(n/2) (for even n): the n values
+// that are not constant zeros.
+struct RealKernel {
+  Graph g;
+  std::vector<Ref> spectrum;
+  std::string rule;
+};
+std::unique_ptr<RealKernel> buildForward(int n);
+
+int primitiveRoot(int p);
+
+}  // namespace zsp::real
+
+#endif  // ZSPGEN_REAL_REAL_BUILDERS_H

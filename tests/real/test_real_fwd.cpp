@@ -1,0 +1,319 @@
+// The forward real DFT kernels, all three packed formats, against a quad-precision transform, and their
+// contract bit for bit: the layouts, the precision rule on small sizes, scale literals, hints, CCS zeros,
+// in place, any byte offset, guard pages, statuses and the size-dispatch entries.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <quadmath.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "guarded_buffer.h"
+#include "zspgen.h"
+
+namespace {
+
+using zsp::test::Guard;
+using zsp::test::GuardedBuffer;
+using Q = __float128;
+
+enum Format { CCS, Pack, Perm };
+constexpr Format kFormats[] = {CCS, Pack, Perm};
+const char* formatName(Format f) { return f == CCS ? "CCS" : f == Pack ? "Pack" : "Perm"; }
+constexpr Zsp32s kHints[] = {ZSP_DIV_FWD_BY_N, ZSP_DIV_INV_BY_N, ZSP_DIV_BY_SQRTN, ZSP_NODIV_BY_ANY};
+constexpr Zsp32s kBadHints[] = {0, 3, 5, 6, 7, 9, 12, 16, -1, INT_MIN};
+
+template <class T> using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
+template <class T> using Entry = zspStatus (*)(const T*, T*, Zsp32s, Zsp32s);
+template <class T> const char* suffix() { return sizeof(T) == 4 ? "32f" : "64f"; }
+
+// Kernels are found by their exported names, so the test holds the export list to every length.
+template <class T>
+Kernel<T> kernel(Format f, int n) {
+  const std::string name = std::string("zspgDFTFwd_RTo") + formatName(f) + "_" + std::to_string(n) + "_" + suffix<T>();
+  return reinterpret_cast<Kernel<T>>(dlsym(RTLD_DEFAULT, name.c_str()));
+}
+// The entries by their prototypes, which also links the test to the library.
+template <class T>
+Entry<T> entry(Format f) {
+  if constexpr (sizeof(T) == 4) return f == CCS ? zspgDFTFwd_RToCCS_32f : f == Pack ? zspgDFTFwd_RToPack_32f : zspgDFTFwd_RToPerm_32f;
+  else return f == CCS ? zspgDFTFwd_RToCCS_64f : f == Pack ? zspgDFTFwd_RToPack_64f : zspgDFTFwd_RToPerm_64f;
+}
+
+// The layouts, written from their definition: how many values, and where Re X[k] and Im X[k] stand (-1:
+// not stored). CCS also holds the constant zeros at the imaginary parts of bin 0 and, for even N, bin N/2.
+int length(Format f, int n) { return f == CCS ? 2 * (n / 2 + 1) : n; }
+int position(Format f, int n, int k, bool imag) {
+  const bool nyquist = n % 2 == 0 && k == n / 2;
+  if (f == CCS) return 2 * k + imag;
+  if (k == 0 || nyquist) return imag ? -1 : k == 0 ? 0 : f == Pack ? n - 1 : 1;
+  return (f == Perm && n % 2 == 0) ? 2 * k + imag : 2 * k - 1 + imag;
+}
+
+// The stored array for input x, through a buffer of the format's length at the given byte offsets.
+template <class T>
+std::vector<T> run(Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0, size_t dstOffset = 0,
+                   zspStatus* status = nullptr) {
+  std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(length(f, n) * sizeof(T) + 32);
+  unsigned char* s = src.data() + (16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16 + srcOffset;
+  unsigned char* d = dst.data() + (16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16 + dstOffset;
+  std::memcpy(s, x.data(), x.size() * sizeof(T));
+  const zspStatus st = kernel<T>(f, n)(reinterpret_cast<const T*>(s), reinterpret_cast<T*>(d), hint);
+  if (status) *status = st;
+  std::vector<T> out(static_cast<size_t>(length(f, n)));
+  std::memcpy(out.data(), d, out.size() * sizeof(T));
+  return out;
+}
+
+// Bins 0..N/2 of the exact transform, exponents reduced exactly; Re and Im of bin k at 2k and 2k+1.
+std::vector<Q> reference(const std::vector<Q>& x) {
+  const int n = static_cast<int>(x.size());
+  std::vector<Q> y(static_cast<size_t>(2 * (n / 2 + 1)), 0);
+  for (int k = 0; 2 * k <= n; ++k)
+    for (int j = 0; j < n; ++j) {
+      const Q angle = 2 * M_PIq * ((static_cast<long>(j) * k) % n) / n;
+      y[2 * k] += x[j] * cosq(angle);
+      y[2 * k + 1] -= x[j] * sinq(angle);
+    }
+  return y;
+}
+
+// Bin k's part from a stored array, through the layout (0 where the layout implies it).
+template <class T>
+T part(Format f, int n, const std::vector<T>& a, int k, bool imag) {
+  const int p = position(f, n, k, imag);
+  return p < 0 ? T(0) : a[static_cast<size_t>(p)];
+}
+
+template <class T>
+std::vector<T> randomInput(int n, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_real_distribution<T> dist(-1, 1);
+  std::vector<T> v(static_cast<size_t>(n));
+  for (T& x : v) x = dist(gen);
+  return v;
+}
+
+template <class T>
+bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
+}
+
+template <class T> constexpr double matrixTol() { return sizeof(T) == 4 ? 3e-7 : 5e-14; }
+double worstMatrix[2], worstRandom[2];
+
+class RealForward : public ::testing::TestWithParam<int> {
+ protected:
+  template <class T> void accuracy();
+  template <class T> void formatsHintsAndZeros();
+  template <class T> void placesAndOffsets();
+  template <class T> void guardPages();
+  template <class T> void statuses();
+};
+
+// Every unit impulse (the transform matrix) and a random input, every format, against the exact DFT.
+template <class T>
+void RealForward::accuracy() {
+  const int n = GetParam();
+  for (Format f : kFormats) ASSERT_NE(kernel<T>(f, n), nullptr) << formatName(f) << " " << n;
+  auto maxError = [&](Format f, const std::vector<T>& x) {
+    const std::vector<Q> ref = reference(std::vector<Q>(x.begin(), x.end()));
+    const std::vector<T> y = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
+    double err = 0;
+    for (int k = 0; 2 * k <= n; ++k)
+      for (bool imag : {false, true})
+        err = std::max(err, std::fabs(double(Q(part(f, n, y, k, imag)) - ref[static_cast<size_t>(2 * k + imag)])));
+    return err;
+  };
+  for (Format f : kFormats) {
+    double matrix = 0;
+    for (int j = 0; j < n; ++j) {
+      std::vector<T> x(static_cast<size_t>(n), 0);
+      x[static_cast<size_t>(j)] = 1;
+      matrix = std::max(matrix, maxError(f, x));
+    }
+    EXPECT_LE(matrix, matrixTol<T>()) << formatName(f) << " length " << n;
+    const double random = maxError(f, randomInput<T>(n, 100u + n));
+    EXPECT_LE(random, n * matrixTol<T>()) << formatName(f) << " length " << n;
+    worstMatrix[sizeof(T) == 8] = std::max(worstMatrix[sizeof(T) == 8], matrix);
+    worstRandom[sizeof(T) == 8] = std::max(worstRandom[sizeof(T) == 8], random);
+  }
+}
+
+// The three formats hold the same values; the hints pick the kernel's literals; CCS zeros are +0 whatever
+// the input holds.
+template <class T>
+void RealForward::formatsHintsAndZeros() {
+  const int n = GetParam();
+  const std::vector<T> x = randomInput<T>(n, 7u * n);
+  const std::vector<T> ccs = run<T>(CCS, n, x, ZSP_NODIV_BY_ANY);
+  for (Format f : {Pack, Perm}) {
+    const std::vector<T> y = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
+    for (int k = 0; 2 * k <= n; ++k)
+      for (bool imag : {false, true}) {
+        if (position(f, n, k, imag) < 0) continue;
+        EXPECT_EQ(part(f, n, y, k, imag), part(CCS, n, ccs, k, imag)) << formatName(f) << " length " << n << " bin " << k;
+      }
+  }
+  for (Format f : kFormats) {
+    // Hint 2 does not divide a forward transform.
+    EXPECT_TRUE(sameBits(run<T>(f, n, x, ZSP_DIV_INV_BY_N), run<T>(f, n, x, ZSP_NODIV_BY_ANY))) << n;
+    // An impulse at 0 gives exactly the kernel's literals at position 0.
+    std::vector<T> impulse(static_cast<size_t>(n), 0);
+    impulse[0] = 1;
+    EXPECT_EQ(run<T>(f, n, impulse, ZSP_DIV_FWD_BY_N)[0], T(1.0Q / n)) << formatName(f) << " length " << n;
+    EXPECT_EQ(run<T>(f, n, impulse, ZSP_DIV_BY_SQRTN)[0], T(1.0 / std::sqrt(double(n)))) << formatName(f) << " " << n;
+  }
+  for (T poison : {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity()}) {
+    std::vector<T> bad(x);
+    bad[static_cast<size_t>(n / 2)] = poison;
+    for (Zsp32s hint : kHints) {
+      const std::vector<T> y = run<T>(CCS, n, bad, hint, 0, 0);
+      for (size_t zeroAt : {size_t{1}, size_t(n + 1)}) {
+        if (zeroAt == size_t(n + 1) && n % 2) continue;
+        EXPECT_EQ(y[zeroAt], T(0)) << n;
+        EXPECT_FALSE(std::signbit(y[zeroAt])) << n;
+      }
+    }
+  }
+}
+
+// In place equals out of place (CCS in a buffer of its own length), and so does every byte offset.
+template <class T>
+void RealForward::placesAndOffsets() {
+  const int n = GetParam();
+  const std::vector<T> x = randomInput<T>(n, 77u * n);
+  for (Format f : kFormats) {
+    const std::vector<T> expect = run<T>(f, n, x, ZSP_DIV_BY_SQRTN);
+    for (size_t so = 0; so < 16; ++so)
+      for (size_t d = 0; d < 16; d += (so % 4 == 0 ? 1 : 5))
+        ASSERT_TRUE(sameBits(run<T>(f, n, x, ZSP_DIV_BY_SQRTN, so, d), expect)) << n << " offsets " << so << "," << d;
+    for (size_t offset = 0; offset < 16; offset += 3) {
+      std::vector<unsigned char> buf(static_cast<size_t>(length(f, n)) * sizeof(T) + 32, 0);
+      unsigned char* p = buf.data() + (16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16 + offset;
+      std::memcpy(p, x.data(), x.size() * sizeof(T));
+      ASSERT_EQ(kernel<T>(f, n)(reinterpret_cast<T*>(p), reinterpret_cast<T*>(p), ZSP_DIV_BY_SQRTN), zspStsNoErr);
+      std::vector<T> got(expect.size());
+      std::memcpy(got.data(), p, got.size() * sizeof(T));
+      EXPECT_TRUE(sameBits(got, expect)) << formatName(f) << " in place, length " << n << " offset " << offset;
+    }
+  }
+}
+
+// Source and destination touch an inaccessible page on either side: the kernel reads only its N samples,
+// writes only its format's positions, each once, and leaves the source as it was.
+template <class T>
+void RealForward::guardPages() {
+  const int n = GetParam();
+  const std::vector<T> x = randomInput<T>(n, 5u * n);
+  for (Format f : kFormats) {
+    const std::vector<T> expect = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
+    const size_t srcBytes = x.size() * sizeof(T), dstBytes = expect.size() * sizeof(T);
+    for (Guard guard : {Guard::After, Guard::Before}) {
+      auto flush = [guard](size_t bytes) { return guard == Guard::After ? (16 - bytes % 16) % 16 : 0; };
+      GuardedBuffer src(srcBytes, guard, flush(srcBytes)), dst(dstBytes, guard, flush(dstBytes));
+      ASSERT_EQ(src.slack(), 0u);
+      ASSERT_EQ(dst.slack(), 0u);
+      std::memcpy(src.data(), x.data(), srcBytes);
+      dst.fill(zsp::test::kCanary);
+      ASSERT_EQ(kernel<T>(f, n)(src.as<T>(), dst.as<T>(), ZSP_NODIV_BY_ANY), zspStsNoErr);
+      EXPECT_EQ(std::memcmp(src.data(), x.data(), srcBytes), 0) << "source changed, length " << n;
+      EXPECT_EQ(std::memcmp(dst.data(), expect.data(), dstBytes), 0) << formatName(f) << " length " << n;
+      EXPECT_TRUE(src.outsideIntact() && dst.outsideIntact()) << formatName(f) << " length " << n;
+    }
+  }
+}
+
+// Null pointers before the hint, and nothing written on error; the entries test the length first.
+template <class T>
+void RealForward::statuses() {
+  const int n = GetParam();
+  std::vector<T> src = randomInput<T>(n, 3u), dst(static_cast<size_t>(n + 2), T(-7));
+  const std::vector<T> untouched(dst);
+  for (Format f : kFormats) {
+    const Kernel<T> k = kernel<T>(f, n);
+    for (Zsp32s hint : {ZSP_NODIV_BY_ANY, 3}) {
+      EXPECT_EQ(k(nullptr, dst.data(), hint), zspStsNullPtrErr);
+      EXPECT_EQ(k(src.data(), nullptr, hint), zspStsNullPtrErr);
+      EXPECT_EQ(k(nullptr, dst.data() + 1, hint), zspStsNullPtrErr);
+    }
+    for (Zsp32s hint : kBadHints) EXPECT_EQ(k(src.data(), dst.data(), hint), zspStsFlagErr) << hint;
+    EXPECT_TRUE(sameBits(dst, untouched)) << "written on error, length " << n;
+    // The entry of this format reaches the kernel of this length.
+    std::vector<T> viaEntry(static_cast<size_t>(length(f, n)));
+    ASSERT_EQ(entry<T>(f)(src.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
+    EXPECT_TRUE(sameBits(viaEntry, run<T>(f, n, src, ZSP_DIV_BY_SQRTN))) << formatName(f) << " entry, length " << n;
+  }
+}
+
+TEST_P(RealForward, AccuracySingle) { accuracy<float>(); }
+TEST_P(RealForward, AccuracyDouble) { accuracy<double>(); }
+TEST_P(RealForward, FormatsHintsAndZerosSingle) { formatsHintsAndZeros<float>(); }
+TEST_P(RealForward, FormatsHintsAndZerosDouble) { formatsHintsAndZeros<double>(); }
+TEST_P(RealForward, PlacesAndOffsetsSingle) { placesAndOffsets<float>(); }
+TEST_P(RealForward, PlacesAndOffsetsDouble) { placesAndOffsets<double>(); }
+TEST_P(RealForward, GuardPagesSingle) { guardPages<float>(); }
+TEST_P(RealForward, GuardPagesDouble) { guardPages<double>(); }
+TEST_P(RealForward, StatusesSingle) { statuses<float>(); }
+TEST_P(RealForward, StatusesDouble) { statuses<double>(); }
+INSTANTIATE_TEST_SUITE_P(Lengths, RealForward, ::testing::Range(2, 65));
+
+// The length is tested before anything else, by every entry.
+TEST(RealForwardEntries, LengthFirst) {
+  for (Format f : kFormats)
+    for (Zsp32s n : {1, 0, -1, 65, INT_MAX, INT_MIN}) {
+      EXPECT_EQ(entry<float>(f)(nullptr, nullptr, n, 3), zspStsSizeErr) << n;
+      EXPECT_EQ(entry<double>(f)(nullptr, nullptr, n, 3), zspStsSizeErr) << n;
+    }
+}
+
+// The small sizes bit for bit, as their forms and the precision rule write them: size 2, 4 and 8 in
+// double; size 3 in single, whose products are taken in double and rounded once, also with the scale.
+TEST(RealForwardBits, SmallSizesAsWrittenOut) {
+  const std::vector<double> x = randomInput<double>(8, 11u);
+  const double c = 0x1.6a09e667f3bcdp-1;  // cos(pi/4)
+  double a[4], b[4];
+  for (int j = 0; j < 4; ++j) {
+    a[j] = x[j] + x[j + 4];
+    b[j] = x[j] - x[j + 4];
+  }
+  const double t1 = c * b[1], t3 = c * b[3], p = t1 - t3, q = t1 + t3, s = a[0] + a[2], u = a[1] + a[3];
+  EXPECT_TRUE(sameBits(run<double>(Pack, 8, x, ZSP_NODIV_BY_ANY),
+                       {s + u, b[0] + p, -(q + b[2]), a[0] - a[2], -(a[1] - a[3]), b[0] - p, -(q - b[2]), s - u}));
+  const std::vector<double> x4(x.begin(), x.begin() + 4);
+  EXPECT_TRUE(sameBits(run<double>(Perm, 4, x4, ZSP_NODIV_BY_ANY),
+                       {(x4[0] + x4[2]) + (x4[1] + x4[3]), (x4[0] + x4[2]) - (x4[1] + x4[3]), x4[0] - x4[2], -(x4[1] - x4[3])}));
+  EXPECT_TRUE(sameBits(run<double>(CCS, 2, {x[0], x[1]}, ZSP_NODIV_BY_ANY), {x[0] + x[1], 0.0, x[0] - x[1], 0.0}));
+
+  const double s3 = 0x1.bb67ae8584caap-1;  // sin(pi/3) as a double literal
+  std::mt19937 gen(5);
+  std::uniform_real_distribution<float> dist(-1, 1);
+  for (int trial = 0; trial < 2000; ++trial) {
+    const float x0 = dist(gen), x1 = dist(gen), x2 = dist(gen);
+    const float t = x1 + x2, d = x1 - x2;
+    for (Zsp32s hint : {ZSP_NODIV_BY_ANY, ZSP_DIV_FWD_BY_N}) {
+      const float scale = hint == ZSP_DIV_FWD_BY_N ? float(1.0Q / 3) : 1.0f;
+      const std::vector<float> expect = {(x0 + t) * scale,
+                                         float((double(x0) - 0.5 * double(t)) * double(scale)),
+                                         -float(s3 * double(d) * double(scale))};
+      ASSERT_TRUE(sameBits(run<float>(Pack, 3, {x0, x1, x2}, hint), expect)) << trial << " hint " << hint;
+    }
+  }
+}
+
+// The worst errors of a run of the whole binary, for the record.
+class WorstErrors : public ::testing::Environment {
+ public:
+  void TearDown() override {
+    std::printf("worst matrix error: single %.3g, double %.3g; random inputs: single %.3g, double %.3g\n",
+                worstMatrix[0], worstMatrix[1], worstRandom[0], worstRandom[1]);
+  }
+};
+const auto* const kWorstErrors = ::testing::AddGlobalTestEnvironment(new WorstErrors);
+
+}  // namespace
