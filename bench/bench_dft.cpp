@@ -17,10 +17,13 @@
 #include <string>
 #include <vector>
 
-#include "core_clock.h"
+#include "kernel_counters.h"
 #include "zspgen.h"
 
 namespace {
+
+using zsp::bench::boundCounters;
+using zsp::bench::cycleCounters;
 
 unsigned gPlanFlags = FFTW_PATIENT;
 
@@ -68,11 +71,6 @@ struct Buffers {
   T* out;
 };
 
-void cycleCounters(benchmark::State& state) {
-  using benchmark::Counter;
-  state.counters["cycles"] = Counter(1.0 / zsp::bench::coreClockHz(), Counter::kIsIterationInvariantRate | Counter::kInvert);
-}
-
 // The arithmetic bound of each kernel in cycles: the additions and subtractions it executes (packed
 // instructions in the vector kernels, scalar ones in the others), two per cycle. Read from the count
 // report the generator writes beside the kernels.
@@ -90,15 +88,6 @@ std::map<std::string, double> readBounds() {
     bound[name] = adds / 2.0;
   }
   return bound;
-}
-
-void boundCounters(benchmark::State& state, double boundCycles) {
-  using benchmark::Counter;
-  if (boundCycles <= 0) return;
-  state.counters["bound"] = boundCycles;
-  // Cycles per call over the bound.
-  state.counters["cycles_per_bound"] =
-      Counter(boundCycles / zsp::bench::coreClockHz(), Counter::kIsIterationInvariantRate | Counter::kInvert);
 }
 
 template <class T>

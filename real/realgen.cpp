@@ -2,7 +2,8 @@
 // operation counts.
 //
 //   realgen <out-dir>     one source per length and precision, real_fwd_<N>_<32f|64f>.cpp, holding the
-//                         CCS, Pack and Perm kernels, with real_counts.txt (the graph's operations)
+//                         CCS, Pack and Perm kernels, with real_counts.txt (the graph's operations) and
+//                         real_expected.txt (per kernel an input and the values its graph gives, exactly)
 //   realgen --check       prints, per length and precision, the counts and the largest difference of the
 //                         graph's transform matrix from the exact DFT, evaluated in the kernels' arithmetic
 //
@@ -115,6 +116,24 @@ double matrixError(int n, const KernelGraph& k) {
   return worst;
 }
 
+// One line per length and precision: N, the type, N inputs in [-1, 1] and the N spectrum values the
+// kernel's graph computes from them in Pack order, all as hexadecimal literals. The compiled kernels must
+// give these bits: the test of this file holds the emitted code, the compiler and its flags to the graph.
+std::string expectedLine(int n, bool single, const KernelGraph& k) {
+  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(2 * n + single);
+  std::vector<double> x;
+  for (int j = 0; j < n; ++j) {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    const double v = static_cast<double>(state >> 11) / 9007199254740992.0 * 2 - 1;
+    x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
+  }
+  std::ostringstream s;
+  s << n << " " << (single ? "32f" : "64f");
+  for (double v : x) s << " " << zspgen::hexLiteral(v);
+  for (double v : zspgen::dag::evaluate(k.graph(), k.outputs(), x)) s << " " << zspgen::hexLiteral(v);
+  return s.str() + "\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -125,14 +144,16 @@ int main(int argc, char** argv) {
   const std::string out = argv[1];
   const bool check = out == "--check";
   const std::string command = zspgen::commandLine(argc, argv);
-  std::ostringstream report;
+  std::ostringstream report, expected;
   report << "# length precision additions multiplications rule\n";
+  expected << "# length precision, N inputs, N outputs in Pack order under ZSP_NODIV_BY_ANY\n";
   for (int n = zsp::real::kFirstLength; n <= zsp::real::kLastLength; ++n) {
     for (bool single : {true, false}) {
       const KernelGraph k = buildKernel(n, single);
       const Counts counts = zspgen::dag::countOperations(k.graph(), k.outputs());
       const std::string type = single ? "32f" : "64f";
       report << n << " " << type << " " << counts.adds << " " << counts.muls << " " << k.exact->rule << "\n";
+      expected << expectedLine(n, single, k);
       if (check) {
         std::printf("%2d %s %5d %5d  matrix error %.3g  %s\n", n, type.c_str(), counts.adds, counts.muls,
                     matrixError(n, k), k.exact->rule.c_str());
@@ -148,7 +169,8 @@ int main(int argc, char** argv) {
       }
     }
   }
-  if (!check && !zspgen::writeIfChanged(out + "/real_counts.txt", report.str())) {
+  if (!check && (!zspgen::writeIfChanged(out + "/real_counts.txt", report.str()) ||
+                 !zspgen::writeIfChanged(out + "/real_expected.txt", expected.str()))) {
     std::cerr << "realgen: cannot write the count report\n";
     return 1;
   }

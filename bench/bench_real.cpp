@@ -1,0 +1,139 @@
+// Forward real DFT kernels against FFTW's real-to-complex transform, in one run, on the same 64-byte
+// aligned buffers.
+//
+// For each length and precision, FFTW's r2c plan (FFTW_PATIENT unless --fftw_measure is given, executed
+// through the new-array interface) stands beside our three kernels, CCS, Pack and Perm, each called with
+// ZSP_NODIV_BY_ANY. Every benchmark reports cycles per call on the core clock measured in the same run;
+// ours also report the scalar bound (the kernel's additions, two per cycle) and cycles over it. Kernels
+// are looked up by name. bench/real_report.py turns the JSON output into the ratio table and the plot.
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <fftw3.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "kernel_counters.h"
+#include "zspgen.h"
+
+namespace {
+
+using zsp::bench::boundCounters;
+using zsp::bench::cycleCounters;
+
+unsigned gPlanFlags = FFTW_PATIENT;
+
+template <class T> struct Fftw;
+template <> struct Fftw<Zsp32f> {
+  using Plan = fftwf_plan;
+  static Plan plan(int n, Zsp32f* in, Zsp32f* out) {
+    return fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), gPlanFlags);
+  }
+  static void execute(Plan p, Zsp32f* in, Zsp32f* out) { fftwf_execute_dft_r2c(p, in, reinterpret_cast<fftwf_complex*>(out)); }
+  static void destroy(Plan p) { fftwf_destroy_plan(p); }
+  static constexpr const char* suffix = "32f";
+};
+template <> struct Fftw<Zsp64f> {
+  using Plan = fftw_plan;
+  static Plan plan(int n, Zsp64f* in, Zsp64f* out) {
+    return fftw_plan_dft_r2c_1d(n, in, reinterpret_cast<fftw_complex*>(out), gPlanFlags);
+  }
+  static void execute(Plan p, Zsp64f* in, Zsp64f* out) { fftw_execute_dft_r2c(p, in, reinterpret_cast<fftw_complex*>(out)); }
+  static void destroy(Plan p) { fftw_destroy_plan(p); }
+  static constexpr const char* suffix = "64f";
+};
+
+// Room for the longest CCS spectrum, 66 values.
+template <class T>
+struct Buffers {
+  explicit Buffers(int n) {
+    in = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
+    out = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
+    for (int i = 0; i < n; ++i) in[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
+  }
+  ~Buffers() {
+    std::free(in);
+    std::free(out);
+  }
+  T* in;
+  T* out;
+};
+
+// The scalar bound of each length in cycles: the graph's additions, two per cycle, from the generator's
+// count report (one graph serves the three formats).
+std::map<std::string, double> readBounds() {
+  std::map<std::string, double> bound;
+  std::ifstream in(ZSPGEN_REAL_COUNTS);
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream f(line);
+    int n = 0, adds = 0;
+    std::string type;
+    if (f >> n >> type >> adds) bound[std::to_string(n) + "_" + type] = adds / 2.0;
+  }
+  return bound;
+}
+
+template <class T>
+void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n, double boundCycles) {
+  Buffers<T> b(n);
+  for (auto _ : state) {
+    kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
+    benchmark::DoNotOptimize(b.out);
+    benchmark::ClobberMemory();
+  }
+  cycleCounters(state);
+  boundCounters(state, boundCycles);
+}
+
+template <class T>
+void fftw(benchmark::State& state, int n) {
+  Buffers<T> b(n);
+  Buffers<T> keep(n);  // planning may overwrite the arrays
+  const auto plan = Fftw<T>::plan(n, b.in, b.out);
+  std::memcpy(b.in, keep.in, sizeof(T) * n);
+  for (auto _ : state) {
+    Fftw<T>::execute(plan, b.in, b.out);
+    benchmark::DoNotOptimize(b.out);
+    benchmark::ClobberMemory();
+  }
+  Fftw<T>::destroy(plan);
+  cycleCounters(state);
+}
+
+template <class T>
+void registerPrecision(const std::map<std::string, double>& bounds) {
+  using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
+  for (int n = 2; n <= 64; ++n) {
+    const std::string tail = std::to_string(n) + "_" + Fftw<T>::suffix;
+    benchmark::RegisterBenchmark(("zspgDFTFwd_RToFFTW_" + tail + "/fftw").c_str(), fftw<T>, n);
+    for (const char* format : {"CCS", "Pack", "Perm"}) {
+      const std::string name = std::string("zspgDFTFwd_RTo") + format + "_" + tail;
+      const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, name.c_str()));
+      if (kernel == nullptr) continue;
+      const auto b = bounds.find(tail);
+      benchmark::RegisterBenchmark((name + "/zsp").c_str(), ours<T>, kernel, n, b == bounds.end() ? 0.0 : b->second);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i)
+    if (std::strcmp(argv[i], "--fftw_measure") == 0) gPlanFlags = FFTW_MEASURE;
+  benchmark::Initialize(&argc, argv);
+  // Naming the library's version here also keeps the library linked: every kernel is looked up by name.
+  benchmark::AddCustomContext("zspgen", zspgenGetLibVersion()->versionText);
+  zsp::bench::coreClockHz();  // measured once, before any timing
+  const std::map<std::string, double> bounds = readBounds();
+  registerPrecision<Zsp32f>(bounds);
+  registerPrecision<Zsp64f>(bounds);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

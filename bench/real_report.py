@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Runs bench_real (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
+
+    python3 bench/real_report.py --bench build/bench/bench_real --out bench-results/real [--repetitions 3]
+    python3 bench/real_report.py --json results.json --out bench-results/real
+
+The ratio is our time per call over FFTW's real-to-complex transform of the same length and precision,
+measured in the same run; each of the three formats has its own row. With repetitions, each benchmark
+keeps its fastest repetition, the one least disturbed on a shared machine. The summary gives, per
+precision and format, the geometric mean of the ratios, the worst length, and the median and worst cycles
+per call over the scalar bound (the kernel's additions at two per cycle).
+"""
+import argparse
+import csv
+import json
+import math
+import os
+import re
+import sys
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from dft_report import run_bench  # noqa: E402
+
+NAME = re.compile(r"zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)_(\d+)_(32f|64f)/(zsp|fftw)")
+FORMATS = ("CCS", "Pack", "Perm")
+
+
+def collect(results):
+    """{(precision, format, n): fastest run} with FFTW under the format 'FFTW'."""
+    rows = {}
+    for b in results["benchmarks"]:
+        m = NAME.fullmatch(b["name"])
+        if not m or b.get("run_type", "iteration") != "iteration":
+            continue
+        fmt, n, precision = m.group(1), int(m.group(2)), m.group(3)
+        ns = b["real_time"] * {"ns": 1.0, "us": 1e3, "ms": 1e6}[b["time_unit"]]
+        key = (precision, fmt, n)
+        if key in rows and rows[key]["ns"] <= ns:
+            continue
+        rows[key] = {"ns": ns, "cycles": b.get("cycles"), "bound": b.get("bound"), "per_bound": b.get("cycles_per_bound")}
+    return rows
+
+
+def table(rows):
+    out = []
+    for (precision, fmt, n), r in sorted(rows.items()):
+        fftw = rows.get((precision, "FFTW", n))
+        if fmt == "FFTW" or not fftw:
+            continue
+        out.append({"precision": precision, "format": fmt, "N": n, "zsp_ns": r["ns"], "fftw_ns": fftw["ns"],
+                    "ratio": r["ns"] / fftw["ns"], "zsp_cycles": r["cycles"], "fftw_cycles": fftw["cycles"],
+                    "bound_cycles": r["bound"], "cycles_per_bound": r["per_bound"]})
+    return out
+
+
+def summarise(rows):
+    lines = []
+    for precision in ("32f", "64f"):
+        for fmt in FORMATS:
+            sel = [r for r in rows if r["precision"] == precision and r["format"] == fmt]
+            if not sel:
+                continue
+            geo = math.exp(sum(math.log(r["ratio"]) for r in sel) / len(sel))
+            worst = max(sel, key=lambda r: r["ratio"])
+            over = sorted(r["cycles_per_bound"] for r in sel if r["cycles_per_bound"])
+            far = max(sel, key=lambda r: r["cycles_per_bound"] or 0)
+            lines.append(f"{precision} {fmt}: geomean ratio {geo:.2f}, worst N={worst['N']} at {worst['ratio']:.2f}, "
+                         f"above 1.3: {sum(r['ratio'] > 1.3 for r in sel)}; cycles/bound median "
+                         f"{over[len(over) // 2]:.2f}, worst N={far['N']} at {far['cycles_per_bound']:.2f}")
+    return lines
+
+
+def write_csv(rows, path):
+    with open(path, "w", newline="") as f:
+        w = csv.writer(f)
+        keys = ["precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
+                "cycles_per_bound"]
+        w.writerow(keys)
+        for r in rows:
+            w.writerow([f"{r[k]:.3f}" if isinstance(r[k], float) else r[k] for k in keys])
+
+
+def plot(rows, path):
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+    fig, (top, bottom) = plt.subplots(2, 1, figsize=(11, 8), sharex=True)
+    for precision, colour in (("32f", "tab:blue"), ("64f", "tab:red")):
+        pack = [r for r in rows if r["precision"] == precision and r["format"] == "Pack"]
+        ns = [r["N"] for r in pack]
+        top.plot(ns, [r["zsp_ns"] for r in pack], "-", color=colour, label=f"zspgen {precision} Pack")
+        top.plot(ns, [r["fftw_ns"] for r in pack], "-", color=colour, alpha=0.35, label=f"FFTW r2c {precision}")
+        for fmt, style in zip(FORMATS, ("-", "--", ":")):
+            sel = [r for r in rows if r["precision"] == precision and r["format"] == fmt]
+            bottom.plot([r["N"] for r in sel], [r["ratio"] for r in sel], style, color=colour, label=f"{precision} {fmt}")
+    top.set_ylabel("ns per call")
+    top.set_yscale("log")
+    top.legend(fontsize=7, ncol=2)
+    bottom.axhline(1.0, color="grey", linewidth=0.8)
+    bottom.axhline(0.5, color="green", linewidth=0.8, linestyle=":")
+    bottom.set_ylabel("ratio zspgen / FFTW r2c")
+    bottom.set_xlabel("N")
+    bottom.legend(fontsize=7, ncol=2)
+    fig.suptitle("Forward real DFT, time per call (same run, same aligned buffers)")
+    fig.tight_layout()
+    fig.savefig(path, dpi=110)
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--bench", help="path of bench_real")
+    ap.add_argument("--json", help="JSON written by bench_real --benchmark_format=json")
+    ap.add_argument("--out", default="bench-results/real", help="output path without extension")
+    ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
+    ap.add_argument("extra", nargs="*", help="further arguments for bench_real")
+    args = ap.parse_args()
+    if args.json:
+        with open(args.json) as f:
+            results = json.load(f)
+    elif args.bench:
+        results = run_bench(args.bench, args.repetitions, args.extra)
+    else:
+        sys.exit("give --bench or --json")
+    rows = table(collect(results))
+    os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
+    write_csv(rows, args.out + ".csv")
+    for line in summarise(rows):
+        print(line)
+    try:
+        plot(rows, args.out + ".png")
+    except ImportError:
+        print("matplotlib missing (Debian: python3-matplotlib): no plot written", file=sys.stderr)
+
+
+if __name__ == "__main__":
+    main()
