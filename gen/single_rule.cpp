@@ -19,7 +19,10 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
       case Op::Input: v = g.input(n.input, Type::F32); break;
       case Op::Const: v = g.constant(n.value, Type::F32); break;
       case Op::Neg: v = g.neg(in(n.a)); break;
-      case Op::Mul: v = g.mul(asDouble(g.narrow(in(n.a))), n.exact); break;
+      case Op::Mul:
+        // A doubling of a single value is exact in single precision and stays there.
+        v = n.value == 2.0 && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(asDouble(g.narrow(in(n.a))), n.exact);
+        break;
       case Op::Add:
       case Op::Sub: {
         Ref a = in(n.a), b = in(n.b);

@@ -8,6 +8,7 @@
 //   - a sum that holds a double value is double, its single operands widened: a dot product, with any
 //     plain terms it takes in, is carried in double to its end and rounded to single once, where a
 //     multiplication or an output takes it;
+//   - a doubling of a single value (by the literal 2) is exact and stays single;
 //   - negations keep the type of their operand and stay sign flips.
 // An output left double is scaled in double by the widened single literal and rounded once.
 #ifndef ZSPGEN_GEN_SINGLE_RULE_H

@@ -37,6 +37,7 @@ Rule factorRule(int n) {
     case 3: case 5: case 7: case 11: return Rule{Rule::Direct, n};
     case 9: return parseRule("3x3", 9);
     case 16: return parseRule("4x4", 16);
+    case 32: return parseRule("8x4", 32);
     case 25: return parseRule("5x5", 25);
     case 27: return parseRule("9x3", 27);
     default: break;
@@ -368,20 +369,41 @@ std::vector<Cx> realDft(Graph& g, const Rule& rule, const std::vector<Ref>& x) {
   return {};
 }
 
-std::unique_ptr<RealKernel> buildForward(int n) {
+namespace {
+
+std::unique_ptr<RealKernel> newKernel(int n, const char* rule, std::vector<Ref>& in) {
   auto k = std::make_unique<RealKernel>();
-  k->rule = ruleOf(n);
+  k->rule = rule;
   k->g.foldProducts();
   k->g.shareDifferences();
-  std::vector<Ref> x(static_cast<size_t>(n));
-  for (int j = 0; j < n; ++j) x[j] = k->g.input(j, Type::F64);
+  for (int j = 0; j < n; ++j) in.push_back(k->g.input(j, Type::F64));
+  return k;
+}
+
+}  // namespace
+
+std::unique_ptr<RealKernel> buildForward(int n) {
+  std::vector<Ref> x;
+  auto k = newKernel(n, ruleOf(n), x);
   const std::vector<Cx> bins = realDft(k->g, parseRule(k->rule, n), x);
-  k->spectrum.push_back(bins[0].r);
+  k->outputs.push_back(bins[0].r);
   for (int j = 1; 2 * j < n; ++j) {
-    k->spectrum.push_back(bins[j].r);
-    k->spectrum.push_back(bins[j].i);
+    k->outputs.push_back(bins[j].r);
+    k->outputs.push_back(bins[j].i);
   }
-  if (n % 2 == 0) k->spectrum.push_back(bins[n / 2].r);
+  if (n % 2 == 0) k->outputs.push_back(bins[n / 2].r);
+  return k;
+}
+
+std::unique_ptr<RealKernel> buildInverse(int n) {
+  std::vector<Ref> y;
+  auto k = newKernel(n, inverseRuleOf(n), y);
+  Graph& g = k->g;
+  const Ref zero = g.zero(Type::F64);
+  std::vector<Cx> seed{{y[0], zero}};
+  for (int j = 1; 2 * j < n; ++j) seed.push_back({g.mul(y[2 * j - 1], 2), g.mul(y[2 * j], 2)});
+  if (n % 2 == 0) seed.push_back({y[n - 1], zero});
+  k->outputs = transposed(g, parseRule(k->rule, n), seed);
   return k;
 }
 

@@ -33,15 +33,24 @@ Rule parseRule(const std::string& text, int n);
 // for even n, bin n/2 are the constant 0.
 std::vector<Cx> realDft(Graph& g, const Rule& rule, const std::vector<Ref>& x);
 
-// The forward real transform of length n as a kernel: the graph, its inputs x[0..n-1] as input nodes
-// 0..n-1, and its spectrum in the order Re X0, Re X1, Im X1, ..., Re X(n/2) (for even n): the n values
-// that are not constant zeros.
+// A kernel's graph: its input nodes 0..n-1 and its n outputs. A spectrum, on either side, is the n values
+// that are not constant zeros in the order Re X0, Re X1, Im X1, ..., Re X(n/2) (for even n).
 struct RealKernel {
   Graph g;
-  std::vector<Ref> spectrum;
+  std::vector<Ref> outputs;
   std::string rule;
 };
+
+// The forward transform of length n: samples x[0..n-1] in, the spectrum out.
 std::unique_ptr<RealKernel> buildForward(int n);
+
+// The inverse transform of length n: the spectrum in, x[j] = X0 + (-1)^j X(n/2) + sum over k of
+// 2 Re(X[k] exp(+2 pi i j k / n)) out. The values of the true complex bins are doubled first, by the
+// literal 2, unless the 2 joins a constant.
+std::unique_ptr<RealKernel> buildInverse(int n);
+
+// Whether a multiplication node is a doubling: by the literal 2, counted apart from the constants.
+inline bool isDoubling(const zspgen::dag::Node& node) { return node.op == zspgen::dag::Op::Mul && node.value == 2.0; }
 
 int primitiveRoot(int p);
 

@@ -1,7 +1,8 @@
 // What the generated real-input kernels share: the contract at their door, and the moves of single
 // values between memory and registers, by position, at any address. The three packed formats differ only
 // in the position each spectrum value goes to; the kernels name values in Pack order (Re X0, Re X1, Im X1,
-// ..., Re X(N/2) for even N) and the format maps that order to its own.
+// ..., Re X(N/2) for even N) and the format maps that order to its own. The inverse kernels never load
+// the zeros of CCS.
 #ifndef ZSPGEN_REAL_REAL_KERNEL_H
 #define ZSPGEN_REAL_REAL_KERNEL_H
 
@@ -15,9 +16,9 @@ namespace zsp::real {
 #define ZSP_REAL_INLINE inline __attribute__((always_inline))
 
 template <class T>
-ZSP_REAL_INLINE T load(const T* p, int k) {
+ZSP_REAL_INLINE T loadAt(const T* p, int position) {
   T v;
-  std::memcpy(&v, reinterpret_cast<const unsigned char*>(p) + sizeof(T) * static_cast<unsigned>(k), sizeof v);
+  std::memcpy(&v, reinterpret_cast<const unsigned char*>(p) + sizeof(T) * static_cast<unsigned>(position), sizeof v);
   return v;
 }
 
@@ -53,9 +54,14 @@ struct CCS {
   }
 };
 
+// Spectrum value i (Pack order) in the format's place.
 template <class Format, class T>
 ZSP_REAL_INLINE void store(T* p, int i, T v) {
   storeAt(p, Format::position(i), v);
+}
+template <class Format, class T>
+ZSP_REAL_INLINE T load(const T* p, int i) {
+  return loadAt(p, Format::position(i));
 }
 
 }  // namespace zsp::real

@@ -1,15 +1,16 @@
-// realgen: writes the forward real DFT kernels, three packed formats per length and precision, and their
-// operation counts.
+// realgen: writes the real DFT kernels, forward and inverse, three packed formats per length, precision
+// and direction, and their operation counts.
 //
-//   realgen <out-dir>     one source per length and precision, real_fwd_<N>_<32f|64f>.cpp, holding the
-//                         CCS, Pack and Perm kernels, with real_counts.txt (the graph's operations) and
-//                         real_expected.txt (per kernel an input and the values its graph gives, exactly)
-//   realgen --check       prints, per length and precision, the counts and the largest difference of the
-//                         graph's transform matrix from the exact DFT, evaluated in the kernels' arithmetic
+//   realgen <out-dir>     one source per length, precision and direction, real_<fwd|inv>_<N>_<32f|64f>.cpp,
+//                         holding the CCS, Pack and Perm kernels, with real_counts.txt (the graph's
+//                         operations) and real_expected.txt (per kernel an input and the values its graph
+//                         gives, exactly)
+//   realgen --check       prints, per kernel, the counts and the largest difference of the graph's
+//                         transform matrix from the exact one, evaluated in the kernels' arithmetic
 //
-// Every kernel is one straight scalar body: the checks, the loads of all N samples, the graph of the
+// Every kernel is one straight scalar body: the checks, the loads of all N inputs, the graph of the
 // length's rule (lowered to the single-precision rule for _32f), the scale literal on every stored value,
-// the stores in the format's positions. The three formats of one length and precision run one graph.
+// the stores. The three formats of one kernel run one graph and differ in where the spectrum stands.
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -25,7 +26,6 @@
 
 namespace {
 
-using zspgen::dag::Counts;
 using zspgen::dag::Graph;
 using zspgen::dag::Ref;
 using zspgen::dag::Type;
@@ -34,8 +34,30 @@ constexpr const char* kFormats[] = {"CCS", "Pack", "Perm"};
 
 std::string inputName(int32_t k) { return "x" + std::to_string(k); }
 
-std::string kernelName(const char* format, int n, bool single) {
-  return std::string("zspgDFTFwd_RTo") + format + "_" + std::to_string(n) + (single ? "_32f" : "_64f");
+// What the two directions differ in: names, the graph, which side the spectrum is on, the hint that divides.
+struct Direction {
+  bool inverse;
+  const char* tag;  // in file names
+  std::string name(const char* format, int n, bool single) const {
+    const std::string tail = "_" + std::to_string(n) + (single ? "_32f" : "_64f");
+    return inverse ? std::string("zspgDFTInv_") + format + "ToR" + tail : std::string("zspgDFTFwd_RTo") + format + tail;
+  }
+};
+constexpr Direction kDirections[] = {{false, "fwd"}, {true, "inv"}};
+
+struct Counts {
+  int adds = 0, muls = 0, doublings = 0;
+};
+
+// Additions and multiplications that reach an output; doublings apart.
+Counts countOf(const Graph& g, const std::vector<Ref>& outputs) {
+  Counts c;
+  for (Ref r : zspgen::dag::liveNodes(g, outputs)) {
+    const zspgen::dag::Node& n = g.node(r);
+    if (n.op == zspgen::dag::Op::Add || n.op == zspgen::dag::Op::Sub) ++c.adds;
+    if (n.op == zspgen::dag::Op::Mul) ++(zsp::real::isDoubling(n) ? c.doublings : c.muls);
+  }
+  return c;
 }
 
 // The graph a kernel runs: the exact graph in double, or its lowering to the single-precision rule.
@@ -43,18 +65,19 @@ struct KernelGraph {
   std::unique_ptr<zsp::real::RealKernel> exact;
   std::unique_ptr<zspgen::dag::Lowered> lowered;
   const Graph& graph() const { return lowered ? lowered->g : exact->g; }
-  const std::vector<Ref>& outputs() const { return lowered ? lowered->outputs : exact->spectrum; }
+  const std::vector<Ref>& outputs() const { return lowered ? lowered->outputs : exact->outputs; }
 };
 
-KernelGraph buildKernel(int n, bool single) {
+KernelGraph buildKernel(const Direction& d, int n, bool single) {
   KernelGraph k;
-  k.exact = zsp::real::buildForward(n);
-  if (single) k.lowered = zspgen::dag::lowerToSingleRule(k.exact->g, k.exact->spectrum);
+  k.exact = d.inverse ? zsp::real::buildInverse(n) : zsp::real::buildForward(n);
+  if (single) k.lowered = zspgen::dag::lowerToSingleRule(k.exact->g, k.exact->outputs);
   return k;
 }
 
-// One length and precision: the shared body as a template over the format, and the three kernels.
-std::string kernelSource(int n, bool single, const KernelGraph& k, const Counts& counts) {
+// One length, precision and direction: the shared body as a template over the format, and the three
+// kernels. The format places the spectrum: the forward kernels store through it, the inverse ones load.
+std::string kernelSource(const Direction& d, int n, bool single, const KernelGraph& k, const Counts& counts) {
   const Graph& g = k.graph();
   const char* t = single ? "float" : "double";
   const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
@@ -62,7 +85,8 @@ std::string kernelSource(int n, bool single, const KernelGraph& k, const Counts&
   std::vector<zspgen::Statement> body;
   for (int j = 0; j < n; ++j)
     body.push_back({zspgen::Statement::Load, inputName(j),
-                    std::string("const ") + t + " " + inputName(j) + " = zsp::real::load(pSrc, " + std::to_string(j) + ");"});
+                    std::string("const ") + t + " " + inputName(j) + " = zsp::real::" +
+                        (d.inverse ? "load<Format>(pSrc, " : "loadAt(pSrc, ") + std::to_string(j) + ");"});
   body.insert(body.end(), scalar.body.begin(), scalar.body.end());
   for (int i = 0; i < n; ++i) {
     const Ref out = k.outputs()[static_cast<size_t>(i)];
@@ -72,46 +96,55 @@ std::string kernelSource(int n, bool single, const KernelGraph& k, const Counts&
                                    ? "static_cast<float>(" + v + " * static_cast<double>(scale))"
                                    : v + " * scale";
     body.push_back({zspgen::Statement::Store, "",
-                    "zsp::real::store<Format>(pDst, " + std::to_string(i) + ", " + scaled + ");"});
+                    std::string("zsp::real::") + (d.inverse ? "storeAt(pDst, " : "store<Format>(pDst, ") +
+                        std::to_string(i) + ", " + scaled + ");"});
   }
-  body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);"});
+  if (!d.inverse) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);"});
   std::ostringstream s;
   s << "#include \"real/real_kernel.h\"\n#include \"zspgen_x3.h\"\n\nnamespace {\n\n";
   s << "template <class Format>\nZSP_REAL_INLINE zspStatus run(const " << t << "* pSrc, " << t
     << "* pDst, Zsp32s hint) {\n";
   s << "  " << t << " scale;\n";
-  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::Forward>(pSrc, pDst, hint, zsp::ScaleLiterals<"
+  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << (d.inverse ? "Inverse" : "Forward")
+    << ">(pSrc, pDst, hint, zsp::ScaleLiterals<"
     << t << ">{" << literals.invN << ", " << literals.invSqrtN << "}, scale);\n";
   s << "  if (status != zspStsNoErr) return status;\n";
   s << zspgen::scheduledText(body, "  ");
   s << "  return zspStsNoErr;\n}\n\n}  // namespace\n";
   const std::string sample = single ? "Zsp32f" : "Zsp64f";
   for (const char* format : kFormats) {
-    s << "\n// " << kernelName(format, n, single) << ": rule " << k.exact->rule << ", " << counts.adds
-      << " additions, " << counts.muls << " multiplications\n";
-    s << "extern \"C\" zspStatus x3_" << kernelName(format, n, single) << "(const " << sample << "* pSrc, " << sample
+    s << "\n// " << d.name(format, n, single) << ": " << (d.inverse ? "the transposed network of rule " : "rule ")
+      << k.exact->rule << ", " << counts.adds << " additions, " << counts.muls << " multiplications, "
+      << counts.doublings << " doublings\n";
+    s << "extern \"C\" zspStatus x3_" << d.name(format, n, single) << "(const " << sample << "* pSrc, " << sample
       << "* pDst, Zsp32s hint) {\n  return run<zsp::real::" << format << "<" << n << ">>(pSrc, pDst, hint);\n}\n";
   }
   return s.str();
 }
 
-// The largest difference between the kernel's transform matrix and the exact DFT, and the same on random
-// inputs in [-1, 1] relative to N, in the arithmetic the kernel runs.
-double matrixError(int n, const KernelGraph& k) {
+// Entry (value i of the spectrum in Pack order, sample j) of the exact forward matrix; the inverse
+// matrix is its transpose with the values of the complex bins doubled.
+long double forwardEntry(int n, int i, int j) {
+  if (i == 0) return 1;
+  if (n % 2 == 0 && i == n - 1) return j % 2 ? -1 : 1;
+  const int b = (i + 1) / 2;
+  const long double angle = -2.0L * M_PIl * static_cast<long double>((static_cast<long>(b) * j) % n) / n;
+  return i % 2 ? cosl(angle) : sinl(angle);
+}
+
+// The largest difference between the kernel's matrix (its outputs for every unit input), computed in the
+// arithmetic the kernel runs, and the exact one.
+double matrixError(const Direction& d, int n, const KernelGraph& k) {
   double worst = 0;
   for (int j = 0; j < n; ++j) {
     std::vector<double> x(static_cast<size_t>(n), 0.0);
     x[static_cast<size_t>(j)] = 1;
     const std::vector<double> y = zspgen::dag::evaluate(k.graph(), k.outputs(), x);
-    std::vector<long double> exact;
-    exact.push_back(1);
-    for (int b = 1; 2 * b < n; ++b) {
-      const long double angle = -2.0L * M_PIl * static_cast<long double>((static_cast<long>(b) * j) % n) / n;
-      exact.push_back(cosl(angle));
-      exact.push_back(sinl(angle));
+    for (int i = 0; i < n; ++i) {
+      const bool complexBin = j != 0 && !(n % 2 == 0 && j == n - 1);
+      const long double exact = d.inverse ? forwardEntry(n, j, i) * (complexBin ? 2 : 1) : forwardEntry(n, i, j);
+      worst = std::max(worst, static_cast<double>(fabsl(y[static_cast<size_t>(i)] - exact)));
     }
-    if (n % 2 == 0) exact.push_back(j % 2 ? -1 : 1);
-    for (size_t i = 0; i < y.size(); ++i) worst = std::max(worst, static_cast<double>(fabsl(y[i] - exact[i])));
   }
   return worst;
 }
@@ -119,8 +152,8 @@ double matrixError(int n, const KernelGraph& k) {
 // One line per length and precision: N, the type, N inputs in [-1, 1] and the N spectrum values the
 // kernel's graph computes from them in Pack order, all as hexadecimal literals. The compiled kernels must
 // give these bits: the test of this file holds the emitted code, the compiler and its flags to the graph.
-std::string expectedLine(int n, bool single, const KernelGraph& k) {
-  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(2 * n + single);
+std::string expectedLine(const Direction& d, int n, bool single, const KernelGraph& k) {
+  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(4 * n + 2 * d.inverse + single);
   std::vector<double> x;
   for (int j = 0; j < n; ++j) {
     state = state * 6364136223846793005ull + 1442695040888963407ull;
@@ -128,7 +161,7 @@ std::string expectedLine(int n, bool single, const KernelGraph& k) {
     x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
   }
   std::ostringstream s;
-  s << n << " " << (single ? "32f" : "64f");
+  s << d.tag << " " << n << " " << (single ? "32f" : "64f");
   for (double v : x) s << " " << zspgen::hexLiteral(v);
   for (double v : zspgen::dag::evaluate(k.graph(), k.outputs(), x)) s << " " << zspgen::hexLiteral(v);
   return s.str() + "\n";
@@ -145,27 +178,31 @@ int main(int argc, char** argv) {
   const bool check = out == "--check";
   const std::string command = zspgen::commandLine(argc, argv);
   std::ostringstream report, expected;
-  report << "# length precision additions multiplications rule\n";
-  expected << "# length precision, N inputs, N outputs in Pack order under ZSP_NODIV_BY_ANY\n";
-  for (int n = zsp::real::kFirstLength; n <= zsp::real::kLastLength; ++n) {
-    for (bool single : {true, false}) {
-      const KernelGraph k = buildKernel(n, single);
-      const Counts counts = zspgen::dag::countOperations(k.graph(), k.outputs());
-      const std::string type = single ? "32f" : "64f";
-      report << n << " " << type << " " << counts.adds << " " << counts.muls << " " << k.exact->rule << "\n";
-      expected << expectedLine(n, single, k);
-      if (check) {
-        std::printf("%2d %s %5d %5d  matrix error %.3g  %s\n", n, type.c_str(), counts.adds, counts.muls,
-                    matrixError(n, k), k.exact->rule.c_str());
-        continue;
-      }
-      const std::string summary = "forward real DFT, length " + std::to_string(n) + ", " + type + ", rule " +
-                                  k.exact->rule + ": " + std::to_string(counts.adds) + " additions " +
-                                  std::to_string(counts.muls) + " multiplications";
-      const std::string path = out + "/real_fwd_" + std::to_string(n) + "_" + type + ".cpp";
-      if (!zspgen::writeGeneratedFile(path, command, summary, kernelSource(n, single, k, counts))) {
-        std::cerr << "realgen: cannot write " << path << "\n";
-        return 1;
+  report << "# direction length precision additions multiplications doublings rule\n";
+  expected << "# direction length precision, N inputs, N outputs under ZSP_NODIV_BY_ANY, spectra in Pack order\n";
+  for (const Direction& d : kDirections) {
+    for (int n = zsp::real::kFirstLength; n <= zsp::real::kLastLength; ++n) {
+      for (bool single : {true, false}) {
+        const KernelGraph k = buildKernel(d, n, single);
+        const Counts counts = countOf(k.graph(), k.outputs());
+        const std::string type = single ? "32f" : "64f";
+        report << d.tag << " " << n << " " << type << " " << counts.adds << " " << counts.muls << " "
+               << counts.doublings << " " << k.exact->rule << "\n";
+        expected << expectedLine(d, n, single, k);
+        if (check) {
+          std::printf("%s %2d %s %5d %5d %3d  matrix error %.3g  %s\n", d.tag, n, type.c_str(), counts.adds,
+                      counts.muls, counts.doublings, matrixError(d, n, k), k.exact->rule.c_str());
+          continue;
+        }
+        const std::string summary = std::string(d.inverse ? "inverse" : "forward") + " real DFT, length " +
+                                    std::to_string(n) + ", " + type + ", rule " + k.exact->rule + ": " +
+                                    std::to_string(counts.adds) + " additions " + std::to_string(counts.muls) +
+                                    " multiplications " + std::to_string(counts.doublings) + " doublings";
+        const std::string path = out + "/real_" + d.tag + "_" + std::to_string(n) + "_" + type + ".cpp";
+        if (!zspgen::writeGeneratedFile(path, command, summary, kernelSource(d, n, single, k, counts))) {
+          std::cerr << "realgen: cannot write " << path << "\n";
+          return 1;
+        }
       }
     }
   }

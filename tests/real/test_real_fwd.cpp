@@ -1,46 +1,29 @@
 // The forward real DFT kernels, all three packed formats, against a quad-precision transform, and their
 // contract bit for bit: the layouts, the precision rule on small sizes, scale literals, hints, CCS zeros,
 // in place, any byte offset, guard pages, statuses and the size-dispatch entries.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <quadmath.h>
 
-#include <climits>
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <limits>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "guarded_buffer.h"
-#include "zspgen.h"
+#include "real_test_support.h"
 
 namespace {
 
+using namespace zsp::test::real;
 using zsp::test::Guard;
 using zsp::test::GuardedBuffer;
-using Q = __float128;
 
-enum Format { CCS, Pack, Perm };
-constexpr Format kFormats[] = {CCS, Pack, Perm};
-const char* formatName(Format f) { return f == CCS ? "CCS" : f == Pack ? "Pack" : "Perm"; }
-constexpr Zsp32s kHints[] = {ZSP_DIV_FWD_BY_N, ZSP_DIV_INV_BY_N, ZSP_DIV_BY_SQRTN, ZSP_NODIV_BY_ANY};
-constexpr Zsp32s kBadHints[] = {0, 3, 5, 6, 7, 9, 12, 16, -1, INT_MIN};
+template <class T> Kernel<T> kernel(Format f, int n) { return zsp::test::real::kernel<T>(false, f, n); }
 
-template <class T> using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
-template <class T> using Entry = zspStatus (*)(const T*, T*, Zsp32s, Zsp32s);
-template <class T> const char* suffix() { return sizeof(T) == 4 ? "32f" : "64f"; }
-
-// Kernels are found by their exported names, so the test holds the export list to every length.
 template <class T>
-Kernel<T> kernel(Format f, int n) {
-  const std::string name = std::string("zspgDFTFwd_RTo") + formatName(f) + "_" + std::to_string(n) + "_" + suffix<T>();
-  return reinterpret_cast<Kernel<T>>(dlsym(RTLD_DEFAULT, name.c_str()));
+std::vector<T> run(Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0, size_t dstOffset = 0) {
+  return zsp::test::real::run<T>(false, f, n, x, hint, srcOffset, dstOffset);
 }
+
+template <class T> std::vector<T> randomInput(int n, unsigned seed) { return randomValues<T>(n, seed); }
+
 // The entries by their prototypes, which also links the test to the library.
 template <class T>
 Entry<T> entry(Format f) {
@@ -48,66 +31,6 @@ Entry<T> entry(Format f) {
   else return f == CCS ? zspgDFTFwd_RToCCS_64f : f == Pack ? zspgDFTFwd_RToPack_64f : zspgDFTFwd_RToPerm_64f;
 }
 
-// The layouts, written from their definition: how many values, and where Re X[k] and Im X[k] stand (-1:
-// not stored). CCS also holds the constant zeros at the imaginary parts of bin 0 and, for even N, bin N/2.
-int length(Format f, int n) { return f == CCS ? 2 * (n / 2 + 1) : n; }
-int position(Format f, int n, int k, bool imag) {
-  const bool nyquist = n % 2 == 0 && k == n / 2;
-  if (f == CCS) return 2 * k + imag;
-  if (k == 0 || nyquist) return imag ? -1 : k == 0 ? 0 : f == Pack ? n - 1 : 1;
-  return (f == Perm && n % 2 == 0) ? 2 * k + imag : 2 * k - 1 + imag;
-}
-
-// The stored array for input x, through a buffer of the format's length at the given byte offsets.
-template <class T>
-std::vector<T> run(Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0, size_t dstOffset = 0,
-                   zspStatus* status = nullptr) {
-  std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(length(f, n) * sizeof(T) + 32);
-  unsigned char* s = src.data() + (16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16 + srcOffset;
-  unsigned char* d = dst.data() + (16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16 + dstOffset;
-  std::memcpy(s, x.data(), x.size() * sizeof(T));
-  const zspStatus st = kernel<T>(f, n)(reinterpret_cast<const T*>(s), reinterpret_cast<T*>(d), hint);
-  if (status) *status = st;
-  std::vector<T> out(static_cast<size_t>(length(f, n)));
-  std::memcpy(out.data(), d, out.size() * sizeof(T));
-  return out;
-}
-
-// Bins 0..N/2 of the exact transform, exponents reduced exactly; Re and Im of bin k at 2k and 2k+1.
-std::vector<Q> reference(const std::vector<Q>& x) {
-  const int n = static_cast<int>(x.size());
-  std::vector<Q> y(static_cast<size_t>(2 * (n / 2 + 1)), 0);
-  for (int k = 0; 2 * k <= n; ++k)
-    for (int j = 0; j < n; ++j) {
-      const Q angle = 2 * M_PIq * ((static_cast<long>(j) * k) % n) / n;
-      y[2 * k] += x[j] * cosq(angle);
-      y[2 * k + 1] -= x[j] * sinq(angle);
-    }
-  return y;
-}
-
-// Bin k's part from a stored array, through the layout (0 where the layout implies it).
-template <class T>
-T part(Format f, int n, const std::vector<T>& a, int k, bool imag) {
-  const int p = position(f, n, k, imag);
-  return p < 0 ? T(0) : a[static_cast<size_t>(p)];
-}
-
-template <class T>
-std::vector<T> randomInput(int n, unsigned seed) {
-  std::mt19937 gen(seed);
-  std::uniform_real_distribution<T> dist(-1, 1);
-  std::vector<T> v(static_cast<size_t>(n));
-  for (T& x : v) x = dist(gen);
-  return v;
-}
-
-template <class T>
-bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
-}
-
-template <class T> constexpr double matrixTol() { return sizeof(T) == 4 ? 3e-7 : 5e-14; }
 double worstMatrix[2], worstRandom[2];
 
 class RealForward : public ::testing::TestWithParam<int> {
@@ -125,7 +48,7 @@ void RealForward::accuracy() {
   const int n = GetParam();
   for (Format f : kFormats) ASSERT_NE(kernel<T>(f, n), nullptr) << formatName(f) << " " << n;
   auto maxError = [&](Format f, const std::vector<T>& x) {
-    const std::vector<Q> ref = reference(std::vector<Q>(x.begin(), x.end()));
+    const std::vector<Q> ref = exactSpectrum(std::vector<Q>(x.begin(), x.end()));
     const std::vector<T> y = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
     double err = 0;
     for (int k = 0; 2 * k <= n; ++k)
@@ -313,42 +236,28 @@ TEST(RealForwardBits, SmallSizesAsWrittenOut) {
 // generator's input: this holds the emitted code, the compiler and its flags (no contraction, no
 // reassociation, the widening and rounding of the single-precision rule) to the graph, in all formats.
 template <class T>
-void checkGraphValues(int n, const std::vector<double>& in, const std::vector<double>& want) {
-  const std::vector<T> x(in.begin(), in.end());
+void checkGraphValues(const GraphValues& v) {
+  const int n = v.n;
+  const std::vector<T> x(v.in.begin(), v.in.end());
   for (Format f : kFormats) {
     const std::vector<T> y = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
     for (int i = 0; i < n; ++i) {
-      const int k = (i + 1) / 2;
-      const bool imag = i > 0 && i % 2 == 0 && !(n % 2 == 0 && i == n - 1);
-      const T expect = static_cast<T>(want[static_cast<size_t>(i)]);
-      EXPECT_EQ(std::memcmp(&y[static_cast<size_t>(position(f, n, k, imag))], &expect, sizeof(T)), 0)
+      const T expect = static_cast<T>(v.out[static_cast<size_t>(i)]);
+      EXPECT_EQ(std::memcmp(&y[static_cast<size_t>(position(f, n, binOf(i), imagOf(n, i)))], &expect, sizeof(T)), 0)
           << formatName(f) << " " << suffix<T>() << " length " << n << " value " << i;
     }
   }
 }
 
 TEST(RealForwardBits, KernelsComputeTheirGraph) {
-  std::ifstream file(ZSPGEN_REAL_EXPECTED);
-  ASSERT_TRUE(file) << ZSPGEN_REAL_EXPECTED;
-  int lines = 0;
-  for (std::string line; std::getline(file, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream s(line);
-    int n;
-    std::string type;
-    s >> n >> type;
-    std::vector<double> in(static_cast<size_t>(n)), want(static_cast<size_t>(n));
-    for (auto* v : {&in, &want})
-      for (double& d : *v) {
-        std::string word;
-        s >> word;
-        d = std::strtod(word.c_str(), nullptr);
-      }
-    if (type == "32f") checkGraphValues<float>(n, in, want);
-    else checkGraphValues<double>(n, in, want);
-    ++lines;
+  int kernels = 0;
+  for (const GraphValues& v : readGraphValues(ZSPGEN_REAL_EXPECTED)) {
+    if (v.inverse) continue;
+    if (v.type == "32f") checkGraphValues<float>(v);
+    else checkGraphValues<double>(v);
+    ++kernels;
   }
-  EXPECT_EQ(lines, 126);
+  EXPECT_EQ(kernels, 126);
 }
 
 // The worst errors of a run of the whole binary, for the record.

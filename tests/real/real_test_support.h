@@ -1,0 +1,144 @@
+// What the real-input kernel tests share: the three layouts written from their definition, the kernels
+// by name, runs through buffers at any byte offset, the exact transform in quad precision, and the file
+// of values the generator computed from each kernel's graph.
+#ifndef ZSPGEN_TESTS_REAL_SUPPORT_H
+#define ZSPGEN_TESTS_REAL_SUPPORT_H
+
+#include <dlfcn.h>
+#include <quadmath.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "zspgen.h"
+
+namespace zsp::test::real {
+
+using Q = __float128;
+
+enum Format { CCS, Pack, Perm };
+constexpr Format kFormats[] = {CCS, Pack, Perm};
+inline const char* formatName(Format f) { return f == CCS ? "CCS" : f == Pack ? "Pack" : "Perm"; }
+constexpr Zsp32s kHints[] = {ZSP_DIV_FWD_BY_N, ZSP_DIV_INV_BY_N, ZSP_DIV_BY_SQRTN, ZSP_NODIV_BY_ANY};
+constexpr Zsp32s kBadHints[] = {0, 3, 5, 6, 7, 9, 12, 16, -1, INT_MIN};
+
+template <class T> using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
+template <class T> using Entry = zspStatus (*)(const T*, T*, Zsp32s, Zsp32s);
+template <class T> const char* suffix() { return sizeof(T) == 4 ? "32f" : "64f"; }
+
+// The kernel of a direction, format and length, found by its exported name, so the test holds the export
+// list to every length.
+template <class T>
+Kernel<T> kernel(bool inverse, Format f, int n) {
+  const std::string tail = "_" + std::to_string(n) + "_" + suffix<T>();
+  const std::string name = inverse ? std::string("zspgDFTInv_") + formatName(f) + "ToR" + tail
+                                   : std::string("zspgDFTFwd_RTo") + formatName(f) + tail;
+  return reinterpret_cast<Kernel<T>>(dlsym(RTLD_DEFAULT, name.c_str()));
+}
+
+// The layouts: how many values, and where Re X[k] and Im X[k] stand (-1: not stored). CCS also holds the
+// constant zeros at the imaginary parts of bin 0 and, for even N, bin N/2.
+inline int length(Format f, int n) { return f == CCS ? 2 * (n / 2 + 1) : n; }
+inline int position(Format f, int n, int k, bool imag) {
+  const bool nyquist = n % 2 == 0 && k == n / 2;
+  if (f == CCS) return 2 * k + imag;
+  if (k == 0 || nyquist) return imag ? -1 : k == 0 ? 0 : f == Pack ? n - 1 : 1;
+  return (f == Perm && n % 2 == 0) ? 2 * k + imag : 2 * k - 1 + imag;
+}
+// Value i of a spectrum in Pack order: its bin and part.
+inline int binOf(int i) { return (i + 1) / 2; }
+inline bool imagOf(int n, int i) { return i > 0 && i % 2 == 0 && !(n % 2 == 0 && i == n - 1); }
+
+// A kernel's input size and output size.
+inline int inputLength(bool inverse, Format f, int n) { return inverse ? length(f, n) : n; }
+inline int outputLength(bool inverse, Format f, int n) { return inverse ? n : length(f, n); }
+
+// The output for input x, through buffers at the given byte offsets past a 16-byte boundary.
+template <class T>
+std::vector<T> run(bool inverse, Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0,
+                   size_t dstOffset = 0, zspStatus* status = nullptr) {
+  const size_t outLength = static_cast<size_t>(outputLength(inverse, f, n));
+  std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(outLength * sizeof(T) + 32);
+  unsigned char* s = src.data() + (16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16 + srcOffset;
+  unsigned char* d = dst.data() + (16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16 + dstOffset;
+  std::memcpy(s, x.data(), x.size() * sizeof(T));
+  const zspStatus st = kernel<T>(inverse, f, n)(reinterpret_cast<const T*>(s), reinterpret_cast<T*>(d), hint);
+  if (status) *status = st;
+  std::vector<T> out(outLength);
+  std::memcpy(out.data(), d, out.size() * sizeof(T));
+  return out;
+}
+
+// Bins 0..N/2 of the exact transform, exponents reduced exactly; Re and Im of bin k at 2k and 2k+1.
+inline std::vector<Q> exactSpectrum(const std::vector<Q>& x) {
+  const int n = static_cast<int>(x.size());
+  std::vector<Q> y(static_cast<size_t>(2 * (n / 2 + 1)), 0);
+  for (int k = 0; 2 * k <= n; ++k)
+    for (int j = 0; j < n; ++j) {
+      const Q angle = 2 * M_PIq * ((static_cast<long>(j) * k) % n) / n;
+      y[2 * k] += x[j] * cosq(angle);
+      y[2 * k + 1] -= x[j] * sinq(angle);
+    }
+  return y;
+}
+
+// Bin k's part from a stored spectrum, through the layout (0 where the layout implies it).
+template <class T>
+T part(Format f, int n, const std::vector<T>& a, int k, bool imag) {
+  const int p = position(f, n, k, imag);
+  return p < 0 ? T(0) : a[static_cast<size_t>(p)];
+}
+
+template <class T>
+std::vector<T> randomValues(int count, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_real_distribution<T> dist(-1, 1);
+  std::vector<T> v(static_cast<size_t>(count));
+  for (T& x : v) x = dist(gen);
+  return v;
+}
+
+template <class T>
+bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
+}
+
+template <class T> constexpr double matrixTol() { return sizeof(T) == 4 ? 3e-7 : 5e-14; }
+
+// The generator's file of exact graph values: per kernel, N inputs and N outputs, spectra in Pack order.
+struct GraphValues {
+  bool inverse;
+  int n;
+  std::string type;
+  std::vector<double> in, out;
+};
+inline std::vector<GraphValues> readGraphValues(const char* path) {
+  std::vector<GraphValues> all;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    GraphValues v;
+    std::string direction;
+    s >> direction >> v.n >> v.type;
+    v.inverse = direction == "inv";
+    for (auto* list : {&v.in, &v.out})
+      for (int i = 0; i < v.n; ++i) {
+        std::string word;
+        s >> word;
+        list->push_back(std::strtod(word.c_str(), nullptr));
+      }
+    all.push_back(v);
+  }
+  return all;
+}
+
+}  // namespace zsp::test::real
+
+#endif  // ZSPGEN_TESTS_REAL_SUPPORT_H
