@@ -1,9 +1,10 @@
-// Forward real DFT kernels against FFTW's real-to-complex transform, in one run, on the same 64-byte
-// aligned buffers.
+// Real DFT kernels against FFTW's real-to-complex and complex-to-real transforms, in one run, on the same
+// 64-byte aligned buffers.
 //
-// For each length and precision, FFTW's r2c plan (FFTW_PATIENT unless --fftw_measure is given, executed
-// through the new-array interface) stands beside our three kernels, CCS, Pack and Perm, each called with
-// ZSP_NODIV_BY_ANY. Every benchmark reports cycles per call on the core clock measured in the same run;
+// For each length, precision and direction, FFTW's plan (r2c forward, c2r inverse; FFTW_PATIENT unless
+// --fftw_measure is given, executed through the new-array interface) stands beside our three kernels,
+// CCS, Pack and Perm, each called with ZSP_NODIV_BY_ANY. FFTW's c2r may overwrite its input; its plans
+// here are made with FFTW_PRESERVE_INPUT, so every call gets the same spectrum, as ours do. Every benchmark reports cycles per call on the core clock measured in the same run;
 // ours also report the scalar bound (the kernel's additions, two per cycle) and cycles over it. Kernels
 // are looked up by name. bench/real_report.py turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
@@ -30,30 +31,38 @@ unsigned gPlanFlags = FFTW_PATIENT;
 template <class T> struct Fftw;
 template <> struct Fftw<Zsp32f> {
   using Plan = fftwf_plan;
-  static Plan plan(int n, Zsp32f* in, Zsp32f* out) {
-    return fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), gPlanFlags);
+  static Plan plan(int n, Zsp32f* in, Zsp32f* out, bool inverse) {
+    return inverse ? fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT)
+                   : fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), gPlanFlags);
   }
-  static void execute(Plan p, Zsp32f* in, Zsp32f* out) { fftwf_execute_dft_r2c(p, in, reinterpret_cast<fftwf_complex*>(out)); }
+  static void execute(Plan p, Zsp32f* in, Zsp32f* out, bool inverse) {
+    if (inverse) fftwf_execute_dft_c2r(p, reinterpret_cast<fftwf_complex*>(in), out);
+    else fftwf_execute_dft_r2c(p, in, reinterpret_cast<fftwf_complex*>(out));
+  }
   static void destroy(Plan p) { fftwf_destroy_plan(p); }
   static constexpr const char* suffix = "32f";
 };
 template <> struct Fftw<Zsp64f> {
   using Plan = fftw_plan;
-  static Plan plan(int n, Zsp64f* in, Zsp64f* out) {
-    return fftw_plan_dft_r2c_1d(n, in, reinterpret_cast<fftw_complex*>(out), gPlanFlags);
+  static Plan plan(int n, Zsp64f* in, Zsp64f* out, bool inverse) {
+    return inverse ? fftw_plan_dft_c2r_1d(n, reinterpret_cast<fftw_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT)
+                   : fftw_plan_dft_r2c_1d(n, in, reinterpret_cast<fftw_complex*>(out), gPlanFlags);
   }
-  static void execute(Plan p, Zsp64f* in, Zsp64f* out) { fftw_execute_dft_r2c(p, in, reinterpret_cast<fftw_complex*>(out)); }
+  static void execute(Plan p, Zsp64f* in, Zsp64f* out, bool inverse) {
+    if (inverse) fftw_execute_dft_c2r(p, reinterpret_cast<fftw_complex*>(in), out);
+    else fftw_execute_dft_r2c(p, in, reinterpret_cast<fftw_complex*>(out));
+  }
   static void destroy(Plan p) { fftw_destroy_plan(p); }
   static constexpr const char* suffix = "64f";
 };
 
-// Room for the longest CCS spectrum, 66 values.
+// Room for the longest CCS spectrum, 66 values; the input holds values in [-0.5, 0.5) up to that length.
 template <class T>
 struct Buffers {
-  explicit Buffers(int n) {
+  Buffers() {
     in = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
     out = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
-    for (int i = 0; i < n; ++i) in[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
+    for (int i = 0; i < 128; ++i) in[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
   }
   ~Buffers() {
     std::free(in);
@@ -63,8 +72,8 @@ struct Buffers {
   T* out;
 };
 
-// The scalar bound of each length in cycles: the graph's additions, two per cycle, from the generator's
-// count report (one graph serves the three formats).
+// The scalar bound of each kernel in cycles: the graph's additions, two per cycle, from the generator's
+// count report (one graph serves the three formats), by direction, length and precision.
 std::map<std::string, double> readBounds() {
   std::map<std::string, double> bound;
   std::ifstream in(ZSPGEN_REAL_COUNTS);
@@ -72,15 +81,15 @@ std::map<std::string, double> readBounds() {
     if (line.empty() || line[0] == '#') continue;
     std::istringstream f(line);
     int n = 0, adds = 0;
-    std::string type;
-    if (f >> n >> type >> adds) bound[std::to_string(n) + "_" + type] = adds / 2.0;
+    std::string direction, type;
+    if (f >> direction >> n >> type >> adds) bound[direction + "_" + std::to_string(n) + "_" + type] = adds / 2.0;
   }
   return bound;
 }
 
 template <class T>
-void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n, double boundCycles) {
-  Buffers<T> b(n);
+void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), double boundCycles) {
+  Buffers<T> b;
   for (auto _ : state) {
     kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
     benchmark::DoNotOptimize(b.out);
@@ -91,13 +100,13 @@ void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), in
 }
 
 template <class T>
-void fftw(benchmark::State& state, int n) {
-  Buffers<T> b(n);
-  Buffers<T> keep(n);  // planning may overwrite the arrays
-  const auto plan = Fftw<T>::plan(n, b.in, b.out);
-  std::memcpy(b.in, keep.in, sizeof(T) * n);
+void fftw(benchmark::State& state, int n, bool inverse) {
+  Buffers<T> b;
+  const Buffers<T> keep;  // planning may overwrite the arrays
+  const auto plan = Fftw<T>::plan(n, b.in, b.out, inverse);
+  std::memcpy(b.in, keep.in, sizeof(T) * 128);
   for (auto _ : state) {
-    Fftw<T>::execute(plan, b.in, b.out);
+    Fftw<T>::execute(plan, b.in, b.out, inverse);
     benchmark::DoNotOptimize(b.out);
     benchmark::ClobberMemory();
   }
@@ -108,15 +117,19 @@ void fftw(benchmark::State& state, int n) {
 template <class T>
 void registerPrecision(const std::map<std::string, double>& bounds) {
   using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
-  for (int n = 2; n <= 64; ++n) {
-    const std::string tail = std::to_string(n) + "_" + Fftw<T>::suffix;
-    benchmark::RegisterBenchmark(("zspgDFTFwd_RToFFTW_" + tail + "/fftw").c_str(), fftw<T>, n);
-    for (const char* format : {"CCS", "Pack", "Perm"}) {
-      const std::string name = std::string("zspgDFTFwd_RTo") + format + "_" + tail;
-      const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, name.c_str()));
-      if (kernel == nullptr) continue;
-      const auto b = bounds.find(tail);
-      benchmark::RegisterBenchmark((name + "/zsp").c_str(), ours<T>, kernel, n, b == bounds.end() ? 0.0 : b->second);
+  for (bool inverse : {false, true}) {
+    for (int n = 2; n <= 64; ++n) {
+      const std::string tail = "_" + std::to_string(n) + "_" + Fftw<T>::suffix;
+      auto nameOf = [&](const char* format) {
+        return inverse ? std::string("zspgDFTInv_") + format + "ToR" + tail : std::string("zspgDFTFwd_RTo") + format + tail;
+      };
+      benchmark::RegisterBenchmark((nameOf("FFTW") + "/fftw").c_str(), fftw<T>, n, inverse);
+      const auto b = bounds.find((inverse ? "inv" : "fwd") + tail);
+      for (const char* format : {"CCS", "Pack", "Perm"}) {
+        const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, nameOf(format).c_str()));
+        if (kernel == nullptr) continue;
+        benchmark::RegisterBenchmark((nameOf(format) + "/zsp").c_str(), ours<T>, kernel, b == bounds.end() ? 0.0 : b->second);
+      }
     }
   }
 }

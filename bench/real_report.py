@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Runs bench_real (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
+"""Runs bench_real (or reads its JSON) and writes the ratio table as CSV and a PNG plot, both directions.
 
     python3 bench/real_report.py --bench build/bench/bench_real --out bench-results/real [--repetitions 3]
     python3 bench/real_report.py --json results.json --out bench-results/real
 
-The ratio is our time per call over FFTW's real-to-complex transform of the same length and precision,
-measured in the same run; each of the three formats has its own row. With repetitions, each benchmark
+The ratio is our time per call over FFTW's real-to-complex (forward) or complex-to-real (inverse)
+transform of the same length and precision, measured in the same run; each of the three formats has its
+own row. With repetitions, each benchmark
 keeps its fastest repetition, the one least disturbed on a shared machine. The summary gives, per
 precision and format, the geometric mean of the ratios, the worst length, and the median and worst cycles
 per call over the scalar bound (the kernel's additions at two per cycle).
@@ -21,20 +22,21 @@ import sys
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dft_report import run_bench  # noqa: E402
 
-NAME = re.compile(r"zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)_(\d+)_(32f|64f)/(zsp|fftw)")
+NAME = re.compile(r"zspgDFT(?:Fwd_RTo(CCS|Pack|Perm|FFTW)|Inv_(CCS|Pack|Perm|FFTW)ToR)_(\d+)_(32f|64f)/(zsp|fftw)")
 FORMATS = ("CCS", "Pack", "Perm")
 
 
 def collect(results):
-    """{(precision, format, n): fastest run} with FFTW under the format 'FFTW'."""
+    """{(direction, precision, format, n): fastest run} with FFTW under the format 'FFTW'."""
     rows = {}
     for b in results["benchmarks"]:
         m = NAME.fullmatch(b["name"])
         if not m or b.get("run_type", "iteration") != "iteration":
             continue
-        fmt, n, precision = m.group(1), int(m.group(2)), m.group(3)
+        direction = "Fwd" if m.group(1) else "Inv"
+        fmt, n, precision = m.group(1) or m.group(2), int(m.group(3)), m.group(4)
         ns = b["real_time"] * {"ns": 1.0, "us": 1e3, "ms": 1e6}[b["time_unit"]]
-        key = (precision, fmt, n)
+        key = (direction, precision, fmt, n)
         if key in rows and rows[key]["ns"] <= ns:
             continue
         rows[key] = {"ns": ns, "cycles": b.get("cycles"), "bound": b.get("bound"), "per_bound": b.get("cycles_per_bound")}
@@ -43,11 +45,11 @@ def collect(results):
 
 def table(rows):
     out = []
-    for (precision, fmt, n), r in sorted(rows.items()):
-        fftw = rows.get((precision, "FFTW", n))
+    for (direction, precision, fmt, n), r in sorted(rows.items()):
+        fftw = rows.get((direction, precision, "FFTW", n))
         if fmt == "FFTW" or not fftw:
             continue
-        out.append({"precision": precision, "format": fmt, "N": n, "zsp_ns": r["ns"], "fftw_ns": fftw["ns"],
+        out.append({"direction": direction, "precision": precision, "format": fmt, "N": n, "zsp_ns": r["ns"], "fftw_ns": fftw["ns"],
                     "ratio": r["ns"] / fftw["ns"], "zsp_cycles": r["cycles"], "fftw_cycles": fftw["cycles"],
                     "bound_cycles": r["bound"], "cycles_per_bound": r["per_bound"]})
     return out
@@ -55,25 +57,24 @@ def table(rows):
 
 def summarise(rows):
     lines = []
-    for precision in ("32f", "64f"):
-        for fmt in FORMATS:
-            sel = [r for r in rows if r["precision"] == precision and r["format"] == fmt]
-            if not sel:
-                continue
-            geo = math.exp(sum(math.log(r["ratio"]) for r in sel) / len(sel))
-            worst = max(sel, key=lambda r: r["ratio"])
-            over = sorted(r["cycles_per_bound"] for r in sel if r["cycles_per_bound"])
-            far = max(sel, key=lambda r: r["cycles_per_bound"] or 0)
-            lines.append(f"{precision} {fmt}: geomean ratio {geo:.2f}, worst N={worst['N']} at {worst['ratio']:.2f}, "
-                         f"above 1.3: {sum(r['ratio'] > 1.3 for r in sel)}; cycles/bound median "
-                         f"{over[len(over) // 2]:.2f}, worst N={far['N']} at {far['cycles_per_bound']:.2f}")
+    for direction, precision, fmt in [(d, p, f) for d in ("Fwd", "Inv") for p in ("32f", "64f") for f in FORMATS]:
+        sel = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == fmt]
+        if not sel:
+            continue
+        geo = math.exp(sum(math.log(r["ratio"]) for r in sel) / len(sel))
+        worst = max(sel, key=lambda r: r["ratio"])
+        over = sorted(r["cycles_per_bound"] for r in sel if r["cycles_per_bound"])
+        far = max(sel, key=lambda r: r["cycles_per_bound"] or 0)
+        lines.append(f"{direction} {precision} {fmt}: geomean ratio {geo:.2f}, worst N={worst['N']} at {worst['ratio']:.2f}, "
+                     f"above 1.3: {sum(r['ratio'] > 1.3 for r in sel)}; cycles/bound median "
+                     f"{over[len(over) // 2]:.2f}, worst N={far['N']} at {far['cycles_per_bound']:.2f}")
     return lines
 
 
 def write_csv(rows, path):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
-        keys = ["precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
+        keys = ["direction", "precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
                 "cycles_per_bound"]
         w.writerow(keys)
         for r in rows:
@@ -85,23 +86,26 @@ def plot(rows, path):
     matplotlib.use("Agg")
     import matplotlib.pyplot as plt
     fig, (top, bottom) = plt.subplots(2, 1, figsize=(11, 8), sharex=True)
-    for precision, colour in (("32f", "tab:blue"), ("64f", "tab:red")):
-        pack = [r for r in rows if r["precision"] == precision and r["format"] == "Pack"]
+    for (direction, precision), colour in zip([(d, p) for d in ("Fwd", "Inv") for p in ("32f", "64f")],
+                                              ("tab:blue", "tab:red", "tab:cyan", "tab:orange")):
+        pack = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == "Pack"]
         ns = [r["N"] for r in pack]
-        top.plot(ns, [r["zsp_ns"] for r in pack], "-", color=colour, label=f"zspgen {precision} Pack")
-        top.plot(ns, [r["fftw_ns"] for r in pack], "-", color=colour, alpha=0.35, label=f"FFTW r2c {precision}")
+        fftw = "r2c" if direction == "Fwd" else "c2r"
+        top.plot(ns, [r["zsp_ns"] for r in pack], "-", color=colour, label=f"zspgen {direction} {precision} Pack")
+        top.plot(ns, [r["fftw_ns"] for r in pack], "-", color=colour, alpha=0.35, label=f"FFTW {fftw} {precision}")
         for fmt, style in zip(FORMATS, ("-", "--", ":")):
-            sel = [r for r in rows if r["precision"] == precision and r["format"] == fmt]
-            bottom.plot([r["N"] for r in sel], [r["ratio"] for r in sel], style, color=colour, label=f"{precision} {fmt}")
+            sel = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == fmt]
+            bottom.plot([r["N"] for r in sel], [r["ratio"] for r in sel], style, color=colour,
+                        label=f"{direction} {precision} {fmt}")
     top.set_ylabel("ns per call")
     top.set_yscale("log")
     top.legend(fontsize=7, ncol=2)
     bottom.axhline(1.0, color="grey", linewidth=0.8)
     bottom.axhline(0.5, color="green", linewidth=0.8, linestyle=":")
-    bottom.set_ylabel("ratio zspgen / FFTW r2c")
+    bottom.set_ylabel("ratio zspgen / FFTW r2c or c2r")
     bottom.set_xlabel("N")
     bottom.legend(fontsize=7, ncol=2)
-    fig.suptitle("Forward real DFT, time per call (same run, same aligned buffers)")
+    fig.suptitle("Real DFT, forward and inverse, time per call (same run, same aligned buffers)")
     fig.tight_layout()
     fig.savefig(path, dpi=110)
 
