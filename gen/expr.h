@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "gen/schedule.h"
@@ -61,6 +62,16 @@ class Graph {
   // The first value marked together with `r`, and whether `r` was the real part; -1 if none.
   Ref markedPartner(Ref r, bool& isReal) const;
 
+  // Marks a value that ends a stage of a transform: the output of a sub-transform, of a twiddle or of a
+  // constant multiplier, or a fold feeding one. The mark changes no node; a lowering that carries sums of
+  // products in a wider type rounds such a value where other nodes use it.
+  // A negation's mark also marks the value it negates: sums fold negations away.
+  void markStageValue(Ref r) {
+    stageValues_.insert(r);
+    stageValues_.insert(unsigned_(r));
+  }
+  bool isStageValue(Ref r) const { return stageValues_.count(r) != 0; }
+
   // The node equal to `n` if the graph has made it, else -1. Makes nothing.
   Ref find(const Node& n) const;
 
@@ -83,6 +94,7 @@ class Graph {
   std::unordered_map<Node, Ref, KeyHash, KeyEq> index_;
   std::unordered_map<uint64_t, char> complex_;  // (re << 32 | im) of every marked pair
   std::unordered_map<Ref, std::pair<Ref, bool>> partner_;
+  std::unordered_set<Ref> stageValues_;
 };
 
 // Nodes that the outputs reach, in evaluation order.

@@ -7,18 +7,19 @@ namespace zspgen::dag {
 std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs) {
   auto out = std::make_unique<Lowered>();
   Graph& g = out->g;
-  std::vector<Ref> value(exact.size(), -1);
+  // A node's value, and the value its users take: rounded to single where the node ends a stage.
+  std::vector<Ref> value(exact.size(), -1), operand(exact.size(), -1);
   auto single = [&](Ref v) { return g.node(v).type == Type::F32; };
   auto asDouble = [&](Ref v) { return g.widen(v); };
   for (Ref r : liveNodes(exact, outputs)) {
     const Node& n = exact.node(r);
     if (n.type != Type::F64) throw std::runtime_error("single rule: the exact graph holds a float node");
     Ref& v = value[static_cast<size_t>(r)];
-    const auto in = [&](Ref x) { return value[static_cast<size_t>(x)]; };
+    const auto in = [&](Ref x) { return operand[static_cast<size_t>(x)]; };
     switch (n.op) {
       case Op::Input: v = g.input(n.input, Type::F32); break;
       case Op::Const: v = g.constant(n.value, Type::F32); break;
-      case Op::Neg: v = g.neg(in(n.a)); break;
+      case Op::Neg: v = g.neg(value[static_cast<size_t>(n.a)]); break;  // its users take the operand's form
       case Op::Mul:
         // A doubling of a single value is exact in single precision and stays there.
         v = n.value == 2.0 && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(asDouble(g.narrow(in(n.a))), n.exact);
@@ -35,6 +36,9 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
       }
       default: throw std::runtime_error("single rule: unexpected node in the exact graph");
     }
+    operand[static_cast<size_t>(r)] = exact.isStageValue(r) ? g.narrow(v)
+                                      : n.op == Op::Neg ? g.neg(operand[static_cast<size_t>(n.a)])
+                                                        : v;
   }
   for (Ref r : outputs) out->outputs.push_back(value[static_cast<size_t>(r)]);
   return out;

@@ -5,12 +5,13 @@
 //   - inputs are single, and a sum or difference of two single values is single;
 //   - a multiplication by a constant is double: its operand is widened without loss and multiplied by
 //     the double literal; an operand that is itself a double value is first rounded to single;
-//   - a sum that holds a double value is double, its single operands widened: a dot product, with any
-//     plain terms it takes in, is carried in double to its end and rounded to single once, where a
-//     multiplication or an output takes it;
+//   - a sum that holds a double value is double, its single operands widened: a dot product, with the
+//     plain terms of its stage, is carried in double to the end of the stage and rounded to single once
+//     where another stage, or a multiplication, takes it (the graph marks the values that end stages);
 //   - a doubling of a single value (by the literal 2) is exact and stays single;
 //   - negations keep the type of their operand and stay sign flips.
-// An output left double is scaled in double by the widened single literal and rounded once.
+// An output of the kernel is not rounded by its mark: one left double is scaled in double by the widened
+// single literal and rounded once.
 #ifndef ZSPGEN_GEN_SINGLE_RULE_H
 #define ZSPGEN_GEN_SINGLE_RULE_H
 

@@ -66,6 +66,17 @@ Q sinTurn(long e, long n) { return snap(sinq(2 * M_PIq * static_cast<Q>(e % n) /
 
 Cx conj(Graph& g, Cx y) { return {y.r, g.neg(y.i)}; }
 
+// Marks values that end a stage (see Graph::markStageValue), and passes them on.
+Cx stage(Graph& g, Cx y) {
+  g.markStageValue(y.r);
+  g.markStageValue(y.i);
+  return y;
+}
+std::vector<Cx> stage(Graph& g, std::vector<Cx> ys) {
+  for (Cx& y : ys) stage(g, y);
+  return ys;
+}
+
 // y * (cr + i ci) for a constant: 4 multiplications and 2 additions, fewer where a part is 0.
 Cx timesConstant(Graph& g, Cx y, Q cr, Q ci) {
   return {g.sub(g.mul(y.r, cr), g.mul(y.i, ci)), g.add(g.mul(y.r, ci), g.mul(y.i, cr))};
@@ -73,7 +84,7 @@ Cx timesConstant(Graph& g, Cx y, Q cr, Q ci) {
 
 // y * exp(-2 pi i e / n). Quarter turns are swaps and sign changes; odd eighths take the sum and the
 // difference of the parts times cos(pi/4): 2 multiplications and 2 additions.
-Cx twiddle(Graph& g, Cx y, long e, long n) {
+Cx twiddleOf(Graph& g, Cx y, long e, long n) {
   e %= n;
   if (e == 0) return y;
   if ((4 * e) % n == 0) {
@@ -91,6 +102,8 @@ Cx twiddle(Graph& g, Cx y, long e, long n) {
   }
   return timesConstant(g, y, cosTurn(e, n), -sinTurn(e, n));
 }
+
+Cx twiddle(Graph& g, Cx y, long e, long n) { return stage(g, twiddleOf(g, y, e, n)); }
 
 // Bin k of a real transform of length n from its half spectrum.
 Cx bin(Graph& g, const std::vector<Cx>& half, int k, int n) {
@@ -110,7 +123,7 @@ std::vector<Cx> complexDft(Graph& g, const Rule& rule, const std::vector<Cx>& z)
   std::vector<Cx> out(static_cast<size_t>(n));
   for (int k = 0; k < n; ++k) {
     const Cx p = bin(g, a, k, n), q = bin(g, b, k, n);
-    out[static_cast<size_t>(k)] = {g.sub(p.r, q.i), g.add(p.i, q.r)};
+    out[static_cast<size_t>(k)] = stage(g, Cx{g.sub(p.r, q.i), g.add(p.i, q.r)});
   }
   return out;
 }
@@ -158,9 +171,12 @@ std::vector<Cx> base(Graph& g, const std::vector<Ref>& x) {
 std::vector<Cx> direct(Graph& g, const std::vector<Ref>& x) {
   const int n = static_cast<int>(x.size()), q = (n - 1) / 2;
   std::vector<Ref> a(q + 1), b(q + 1);
+  // The folds end a stage of their own: in the transposed network they are where the two sums of
+  // products, of the cosines and of the sines, end.
   for (int j = 1; j <= q; ++j) {
     a[j] = g.add(x[j], x[n - j]);
     b[j] = g.sub(x[j], x[n - j]);
+    stage(g, Cx{a[j], b[j]});
   }
   std::vector<Cx> y(q + 1);
   Ref sum = x[0];
@@ -271,6 +287,7 @@ std::vector<Ref> transposed(Graph& g, const Rule& rule, const std::vector<Cx>& s
     const Ref v = adjoint[static_cast<size_t>(r)];
     if (v < 0) continue;
     const Node& n = f.node(r);
+    if (f.isStageValue(r)) g.markStageValue(v);
     switch (n.op) {
       case Op::Input: out[static_cast<size_t>(n.input)] = v; break;
       case Op::Add: accumulate(n.a, v); accumulate(n.b, v); break;
@@ -311,10 +328,11 @@ std::vector<Cx> rader(Graph& g, const Rule& r, const std::vector<Ref>& x) {
     if (m % 2 == 0) {
       even[m] = timesConstant(g, spectrum[m], twice * br, twice * bi);
     } else {
-      odd[m] = timesConstant(g, spectrum[m], twice * bi, -twice * br);  // times -i B
+      odd[m] = stage(g, timesConstant(g, spectrum[m], twice * bi, -twice * br));  // times -i B
     }
   }
   even[0].r = g.add(x[0], even[0].r);
+  stage(g, even);
   const std::vector<Ref> re = transposed(g, r.parts[0], even), im = transposed(g, r.parts[0], odd);
   std::vector<Cx> out(static_cast<size_t>(half + 1));
   out[0] = {g.add(x[0], spectrum[0].r), zero};
@@ -359,14 +377,15 @@ Rule parseRule(const std::string& text, int n) {
 }
 
 std::vector<Cx> realDft(Graph& g, const Rule& rule, const std::vector<Ref>& x) {
+  std::vector<Cx> bins;
   switch (rule.kind) {
-    case Rule::Base: return base(g, x);
-    case Rule::Direct: return direct(g, x);
-    case Rule::GoodThomas: return goodThomas(g, rule, x);
-    case Rule::CooleyTukey: return cooleyTukey(g, rule, x);
-    case Rule::Rader: return rader(g, rule, x);
+    case Rule::Base: bins = base(g, x); break;
+    case Rule::Direct: bins = direct(g, x); break;
+    case Rule::GoodThomas: bins = goodThomas(g, rule, x); break;
+    case Rule::CooleyTukey: bins = cooleyTukey(g, rule, x); break;
+    case Rule::Rader: bins = rader(g, rule, x); break;
   }
-  return {};
+  return stage(g, bins);
 }
 
 namespace {

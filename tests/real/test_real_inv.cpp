@@ -220,6 +220,23 @@ void checkGraphValues(const GraphValues& v) {
   }
 }
 
+// Size 3 in single precision by the precision rule: the sine part is a product in double rounded once,
+// the doubled real part meets the cosine 1/2 exactly, the last additions and the scale are single.
+TEST(RealInverseBits, SizeThreeSingle) {
+  const double sqrt3 = 0x1.bb67ae8584caap+0;  // 2 sin(pi/3) as a double literal
+  std::mt19937 gen(9);
+  std::uniform_real_distribution<float> dist(-1, 1);
+  for (int trial = 0; trial < 2000; ++trial) {
+    const float x0 = dist(gen), re = dist(gen), im = dist(gen);
+    for (Zsp32s hint : {ZSP_NODIV_BY_ANY, ZSP_DIV_INV_BY_N}) {
+      const float scale = hint == ZSP_DIV_INV_BY_N ? float(1.0Q / 3) : 1.0f;
+      const float a = x0 - re, b = float(sqrt3 * double(im));
+      const std::vector<float> expect = {(x0 + 2 * re) * scale, (a - b) * scale, (a + b) * scale};
+      ASSERT_TRUE(sameBits(run<float>(Pack, 3, {x0, re, im}, hint), expect)) << trial << " hint " << hint;
+    }
+  }
+}
+
 TEST(RealInverseBits, KernelsComputeTheirGraph) {
   const std::vector<double> y = randomValues<double>(2, 8u);
   EXPECT_TRUE(sameBits(run<double>(Perm, 2, y, ZSP_NODIV_BY_ANY), {y[0] + y[1], y[0] - y[1]}));
