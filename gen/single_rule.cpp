@@ -4,7 +4,7 @@
 
 namespace zspgen::dag {
 
-std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs) {
+std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs, bool roundOutputs) {
   auto out = std::make_unique<Lowered>();
   Graph& g = out->g;
   // A node's value, and the value its users take: rounded to single where the node ends a stage.
@@ -40,7 +40,7 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
                                       : n.op == Op::Neg ? g.neg(operand[static_cast<size_t>(n.a)])
                                                         : v;
   }
-  for (Ref r : outputs) out->outputs.push_back(value[static_cast<size_t>(r)]);
+  for (Ref r : outputs) out->outputs.push_back(roundOutputs ? g.narrow(value[static_cast<size_t>(r)]) : value[static_cast<size_t>(r)]);
   return out;
 }
 

@@ -27,8 +27,9 @@ struct Lowered {
   std::vector<Ref> outputs;
 };
 
-// `exact` holds double nodes only; the result computes the same values by the rule above.
-std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs);
+// `exact` holds double nodes only; the result computes the same values by the rule above. With
+// `roundOutputs` every output is rounded to single, so that the scale is always single.
+std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs, bool roundOutputs = false);
 
 // The values of `outputs` for the given input values, each node computed in the arithmetic of its type
 // (float nodes in float), as the generated code computes them.

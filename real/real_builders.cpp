@@ -427,3 +427,34 @@ std::unique_ptr<RealKernel> buildInverse(int n) {
 }
 
 }  // namespace zsp::real
+
+namespace zsp::real {
+
+std::unique_ptr<RealKernel> buildHartley(int n) {
+  const std::string line = hartleyRuleOf(n);
+  const bool outputForm = line.rfind("output ", 0) == 0;
+  const std::string rule = line.substr(line.find(' ') + 1);
+  std::vector<Ref> x;
+  auto k = newKernel(n, line.c_str(), x);
+  Graph& g = k->g;
+  const Ref zero = g.zero(Type::F64);
+  const int m = (n - 1) / 2;
+  if (outputForm) {
+    const std::vector<Cx> bins = realDft(g, parseRule(rule, n), x);
+    k->outputs.assign(static_cast<size_t>(n), zero);
+    k->outputs[0] = bins[0].r;
+    for (int j = 1; j <= m; ++j) {
+      k->outputs[static_cast<size_t>(j)] = g.sub(bins[j].r, bins[j].i);
+      k->outputs[static_cast<size_t>(n - j)] = g.add(bins[j].r, bins[j].i);
+    }
+    if (n % 2 == 0) k->outputs[static_cast<size_t>(n / 2)] = bins[n / 2].r;
+  } else {
+    std::vector<Cx> seed{{x[0], zero}};
+    for (int j = 1; j <= m; ++j) seed.push_back({g.add(x[j], x[n - j]), g.neg(g.sub(x[j], x[n - j]))});
+    if (n % 2 == 0) seed.push_back({x[n / 2], zero});
+    k->outputs = transposed(g, parseRule(rule, n), seed);
+  }
+  return k;
+}
+
+}  // namespace zsp::real

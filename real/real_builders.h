@@ -49,6 +49,10 @@ std::unique_ptr<RealKernel> buildForward(int n);
 // literal 2, unless the 2 joins a constant.
 std::unique_ptr<RealKernel> buildInverse(int n);
 
+// The Hartley transform of length n: samples in, H[k] = sum of x[j] (cos + sin)(2 pi j k / n) out, by the
+// form and rule of its line.
+std::unique_ptr<RealKernel> buildHartley(int n);
+
 // Whether a multiplication node is a doubling: by the literal 2, counted apart from the constants.
 inline bool isDoubling(const zspgen::dag::Node& node) { return node.op == zspgen::dag::Op::Mul && node.value == 2.0; }
 

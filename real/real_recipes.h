@@ -63,11 +63,38 @@ constexpr RuleLine kInverseRules[] = {
 };
 // clang-format on
 
+// The Hartley transform H[k] = sum of x[n] (cos + sin)(2 pi k n / N) takes one of two forms on a real DFT
+// graph. "output r": the forward graph of rule r with one layer behind it, H[k] = Re X[k] - Im X[k] and
+// H[N-k] = Re X[k] + Im X[k]. "input r": one layer in front of the transposed network of rule r (the
+// inverse graph), the fold a[k] = x[k] + x[N-k], b[k] = x[k] - x[N-k] standing for 2 Re X[k] and -2 Im X[k],
+// so no value is doubled.
+// clang-format off
+constexpr RuleLine kHartleyRules[] = {
+  { 2, "output base"},   { 3, "output direct"}, { 4, "output base"},   { 5, "output direct"},
+  { 6, "output 3:2"},    { 7, "output direct"}, { 8, "output base"},   { 9, "output 3x3"},
+  {10, "input 5:2"},     {11, "output direct"}, {12, "input 4:3"},     {13, "input rader 3:4"},
+  {14, "input 7:2"},     {15, "input 3:5"},     {16, "output 4x4"},    {17, "input rader 4x4"},
+  {18, "input 9:2"},     {19, "output rader 9:2"}, {20, "input 4:5"},  {21, "output 7:3"},
+  {22, "output 2:11"},   {23, "input rader 2:11"}, {24, "output 3:8"}, {25, "input 5x5"},
+  {26, "output 13:2"},   {27, "input 3x9"},     {28, "input 7:4"},     {29, "output rader 7:4"},
+  {30, "input 2:5:3"},   {31, "input rader 2:3:5"}, {32, "input 8x4"}, {33, "input 11:3"},
+  {34, "input 2:17"},    {35, "input 7:5"},     {36, "input 9:4"},     {37, "input rader 4:9"},
+  {38, "output 19:2"},   {39, "output 13:3"},   {40, "input 8:5"},     {41, "output rader 5:8"},
+  {42, "input 7:3:2"},   {43, "input rader 2:7:3"}, {44, "input 11:4"}, {45, "input 9:5"},
+  {46, "input 2:23"},    {47, "output rader 23:2"}, {48, "input 3:16"}, {49, "output 7x7"},
+  {50, "output 25:2"},   {51, "input 17:3"},    {52, "output 13:4"},   {53, "input rader 4:13"},
+  {54, "input 2:27"},    {55, "input 11:5"},    {56, "input 7:8"},     {57, "output 19:3"},
+  {58, "output 2:29"},   {59, "output rader 29:2"}, {60, "input 5:3:4"}, {61, "output rader 3:5:4"},
+  {62, "input 2:31"},    {63, "output 7:9"},    {64, "input 16x4"},
+};
+// clang-format on
+
 constexpr int kFirstLength = 2;
 constexpr int kLastLength = 64;
 
 inline const char* ruleOf(int n) { return kRules[n - kFirstLength].rule; }
 inline const char* inverseRuleOf(int n) { return kInverseRules[n - kFirstLength].rule; }
+inline const char* hartleyRuleOf(int n) { return kHartleyRules[n - kFirstLength].rule; }
 
 }  // namespace zsp::real
 

@@ -34,16 +34,25 @@ constexpr const char* kFormats[] = {"CCS", "Pack", "Perm"};
 
 std::string inputName(int32_t k) { return "x" + std::to_string(k); }
 
-// What the two directions differ in: names, the graph, which side the spectrum is on, the hint that divides.
+// What the families differ in: names, the graph, which side a packed spectrum is on (the forward kernels
+// store through the format, the inverse ones load through it, the Hartley kernels have none), the hint
+// that divides.
 struct Direction {
-  bool inverse;
-  const char* tag;  // in file names
+  enum Kind { Forward, Inverse, Hartley } kind;
+  const char* tag;  // in file names and reports
+  bool inverse() const { return kind == Inverse; }
+  bool packed() const { return kind != Hartley; }
+  const char* scaleRule() const { return kind == Forward ? "Forward" : kind == Inverse ? "Inverse" : "Symmetric"; }
   std::string name(const char* format, int n, bool single) const {
     const std::string tail = "_" + std::to_string(n) + (single ? "_32f" : "_64f");
-    return inverse ? std::string("zspgDFTInv_") + format + "ToR" + tail : std::string("zspgDFTFwd_RTo") + format + tail;
+    switch (kind) {
+      case Forward: return std::string("zspgDFTFwd_RTo") + format + tail;
+      case Inverse: return std::string("zspgDFTInv_") + format + "ToR" + tail;
+      default: return "zspgHartley" + tail;
+    }
   }
 };
-constexpr Direction kDirections[] = {{false, "fwd"}, {true, "inv"}};
+constexpr Direction kDirections[] = {{Direction::Forward, "fwd"}, {Direction::Inverse, "inv"}, {Direction::Hartley, "dht"}};
 
 struct Counts {
   int adds = 0, muls = 0, doublings = 0;
@@ -70,8 +79,11 @@ struct KernelGraph {
 
 KernelGraph buildKernel(const Direction& d, int n, bool single) {
   KernelGraph k;
-  k.exact = d.inverse ? zsp::real::buildInverse(n) : zsp::real::buildForward(n);
-  if (single) k.lowered = zspgen::dag::lowerToSingleRule(k.exact->g, k.exact->outputs);
+  k.exact = d.kind == Direction::Forward   ? zsp::real::buildForward(n)
+            : d.kind == Direction::Inverse ? zsp::real::buildInverse(n)
+                                           : zsp::real::buildHartley(n);
+  // The Hartley kernels scale single values only: their outputs are rounded like stage values.
+  if (single) k.lowered = zspgen::dag::lowerToSingleRule(k.exact->g, k.exact->outputs, d.kind == Direction::Hartley);
   return k;
 }
 
@@ -86,7 +98,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
   for (int j = 0; j < n; ++j)
     body.push_back({zspgen::Statement::Load, inputName(j),
                     std::string("const ") + t + " " + inputName(j) + " = zsp::real::" +
-                        (d.inverse ? "load<Format>(pSrc, " : "loadAt(pSrc, ") + std::to_string(j) + ");"});
+                        (d.inverse() ? "load<Format>(pSrc, " : "loadAt(pSrc, ") + std::to_string(j) + ");"});
   body.insert(body.end(), scalar.body.begin(), scalar.body.end());
   for (int i = 0; i < n; ++i) {
     const Ref out = k.outputs()[static_cast<size_t>(i)];
@@ -96,16 +108,16 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
                                    ? "static_cast<float>(" + v + " * static_cast<double>(scale))"
                                    : v + " * scale";
     body.push_back({zspgen::Statement::Store, "",
-                    std::string("zsp::real::") + (d.inverse ? "storeAt(pDst, " : "store<Format>(pDst, ") +
+                    std::string("zsp::real::") + (d.kind == Direction::Forward ? "store<Format>(pDst, " : "storeAt(pDst, ") +
                         std::to_string(i) + ", " + scaled + ");"});
   }
-  if (!d.inverse) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);"});
+  if (d.kind == Direction::Forward) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);"});
   std::ostringstream s;
   s << "#include \"real/real_kernel.h\"\n#include \"zspgen_x3.h\"\n\nnamespace {\n\n";
   s << "template <class Format>\nZSP_REAL_INLINE zspStatus run(const " << t << "* pSrc, " << t
     << "* pDst, Zsp32s hint) {\n";
   s << "  " << t << " scale;\n";
-  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << (d.inverse ? "Inverse" : "Forward")
+  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << d.scaleRule()
     << ">(pSrc, pDst, hint, zsp::ScaleLiterals<"
     << t << ">{" << literals.invN << ", " << literals.invSqrtN << "}, scale);\n";
   s << "  if (status != zspStsNoErr) return status;\n";
@@ -113,7 +125,8 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
   s << "  return zspStsNoErr;\n}\n\n}  // namespace\n";
   const std::string sample = single ? "Zsp32f" : "Zsp64f";
   for (const char* format : kFormats) {
-    s << "\n// " << d.name(format, n, single) << ": " << (d.inverse ? "the transposed network of rule " : "rule ")
+    if (!d.packed() && format != kFormats[0]) break;  // one kernel, no format: the template takes any
+    s << "\n// " << d.name(format, n, single) << ": " << (d.inverse() ? "the transposed network of rule " : "rule ")
       << k.exact->rule << ", " << counts.adds << " additions, " << counts.muls << " multiplications, "
       << counts.doublings << " doublings\n";
     s << "extern \"C\" zspStatus x3_" << d.name(format, n, single) << "(const " << sample << "* pSrc, " << sample
@@ -123,7 +136,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
 }
 
 // Entry (value i of the spectrum in Pack order, sample j) of the exact forward matrix; the inverse
-// matrix is its transpose with the values of the complex bins doubled.
+// matrix is its transpose with the values of the complex bins doubled; the Hartley matrix is cas.
 long double forwardEntry(int n, int i, int j) {
   if (i == 0) return 1;
   if (n % 2 == 0 && i == n - 1) return j % 2 ? -1 : 1;
@@ -142,7 +155,10 @@ double matrixError(const Direction& d, int n, const KernelGraph& k) {
     const std::vector<double> y = zspgen::dag::evaluate(k.graph(), k.outputs(), x);
     for (int i = 0; i < n; ++i) {
       const bool complexBin = j != 0 && !(n % 2 == 0 && j == n - 1);
-      const long double exact = d.inverse ? forwardEntry(n, j, i) * (complexBin ? 2 : 1) : forwardEntry(n, i, j);
+      const long double cas = 2.0L * M_PIl * static_cast<long double>((static_cast<long>(i) * j) % n) / n;
+      const long double exact = d.kind == Direction::Hartley ? cosl(cas) + sinl(cas)
+                                : d.inverse()                ? forwardEntry(n, j, i) * (complexBin ? 2 : 1)
+                                                             : forwardEntry(n, i, j);
       worst = std::max(worst, static_cast<double>(fabsl(y[static_cast<size_t>(i)] - exact)));
     }
   }
@@ -153,7 +169,7 @@ double matrixError(const Direction& d, int n, const KernelGraph& k) {
 // kernel's graph computes from them in Pack order, all as hexadecimal literals. The compiled kernels must
 // give these bits: the test of this file holds the emitted code, the compiler and its flags to the graph.
 std::string expectedLine(const Direction& d, int n, bool single, const KernelGraph& k) {
-  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(4 * n + 2 * d.inverse + single);
+  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(8 * n + 2 * d.kind + single);
   std::vector<double> x;
   for (int j = 0; j < n; ++j) {
     state = state * 6364136223846793005ull + 1442695040888963407ull;
@@ -194,7 +210,9 @@ int main(int argc, char** argv) {
                       counts.muls, counts.doublings, matrixError(d, n, k), k.exact->rule.c_str());
           continue;
         }
-        const std::string summary = std::string(d.inverse ? "inverse" : "forward") + " real DFT, length " +
+        const std::string summary = std::string(d.kind == Direction::Forward ? "forward real DFT"
+                                                : d.kind == Direction::Inverse ? "inverse real DFT"
+                                                                               : "Hartley transform") + ", length " +
                                     std::to_string(n) + ", " + type + ", rule " + k.exact->rule + ": " +
                                     std::to_string(counts.adds) + " additions " + std::to_string(counts.muls) +
                                     " multiplications " + std::to_string(counts.doublings) + " doublings";

@@ -113,7 +113,7 @@ template <class T> constexpr double matrixTol() { return sizeof(T) == 4 ? 3e-7 :
 
 // The generator's file of exact graph values: per kernel, N inputs and N outputs, spectra in Pack order.
 struct GraphValues {
-  bool inverse;
+  std::string kind;  // fwd, inv or dht
   int n;
   std::string type;
   std::vector<double> in, out;
@@ -125,9 +125,7 @@ inline std::vector<GraphValues> readGraphValues(const char* path) {
     if (line.empty() || line[0] == '#') continue;
     std::istringstream s(line);
     GraphValues v;
-    std::string direction;
-    s >> direction >> v.n >> v.type;
-    v.inverse = direction == "inv";
+    s >> v.kind >> v.n >> v.type;
     for (auto* list : {&v.in, &v.out})
       for (int i = 0; i < v.n; ++i) {
         std::string word;
