@@ -21,12 +21,13 @@ done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
 install="apt-get update && apt-get install -y ${missing[*]}"
-echo "setup: installing missing Debian packages: ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 if [ "$(id -u)" -eq 0 ]; then
+  echo "setup: installing missing Debian packages: ${missing[*]}"
   apt-get update
   apt-get install -y "${missing[@]}"
 elif command -v sudo >/dev/null 2>&1 && { [ -t 0 ] || sudo -n true 2>/dev/null; }; then
+  echo "setup: installing missing Debian packages through sudo: ${missing[*]}"
   sudo apt-get update
   sudo DEBIAN_FRONTEND=noninteractive apt-get install -y "${missing[@]}"
 else
