@@ -16,7 +16,7 @@ import sys
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import run_machine  # noqa: E402
 
-NAME = re.compile(r"dct4VersusFftw<(float|double)>/(\d+)")
+NAME = re.compile(r"dct4VersusFftw<Zsp(32f|64f)>/(\d+)")
 COLUMNS = ("precision", "N", "ours_ns", "fftw_ns", "ratio", "init_us", "fftw_plan_us")
 
 
@@ -26,7 +26,7 @@ def collect(rows):
         m = NAME.fullmatch(b["name"])
         if not m:
             continue
-        key = ({"float": "32f", "double": "64f"}[m.group(1)], int(m.group(2)))
+        key = (m.group(1), int(m.group(2)))
         if key not in best or b["ours_ns"] < best[key]["ours_ns"]:
             best[key] = {"precision": key[0], "N": key[1], "ours_ns": b["ours_ns"], "fftw_ns": b["fftw_ns"],
                          "ratio": b["ours_ns"] / b["fftw_ns"], "init_us": b["init_us"],
@@ -96,7 +96,9 @@ def main():
         sys.exit("give --bench or --json")
     rows = run_machine.iterations(results)
     table = collect(rows)
-    machine = run_machine.clock_line(rows)
+    if not table:
+        sys.exit("no benchmark of the expected names in the results")
+    machine = run_machine.clock_line(results, rows)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
     write_tables(table, machine, args.out)
     print(machine)

@@ -26,7 +26,12 @@ def iterations(results):
     return [b for b in results["benchmarks"] if b.get("run_type", "iteration") == "iteration"]
 
 
-def clock_line(rows):
+def clock_line(results, rows):
+    """The processor, the clock the benchmark measured and the machine's load when the run began (other
+    work on a shared machine slows both sides of a comparison)."""
     clocks = [r["clock_GHz"] for r in rows if r.get("clock_GHz")]
     clock = f"{max(clocks):.2f} GHz" if clocks else "not measured"
-    return f"Processor: {processor()}; core clock measured in the run: {clock}."
+    load = results.get("context", {}).get("load_avg")
+    on_load = f"; load average at the start: {load[0]:.1f} on {results['context'].get('num_cpus', '?')} cores" \
+        if load else ""
+    return f"Processor: {processor()}; core clock measured in the run: {clock}{on_load}."

@@ -35,7 +35,7 @@ def collect(rows):
 
 def formatted(row):
     return [row["precision"], row["order"], row["N"], f"{row['ns']:.1f}", f"{row['cycles']:.0f}",
-            f"{row['bound_cycles']:.0f}", f"{row['cycles_per_bound']:.2f}"]
+            f"{row['bound_cycles']:.1f}", f"{row['cycles_per_bound']:.2f}"]
 
 
 def write_tables(table, machine, out):
@@ -68,6 +68,7 @@ def plot(table, machine, out):
     top.set_ylabel("ns per call")
     top.legend()
     bottom.axhline(1.0, color="grey", linewidth=0.8)
+    bottom.set_yscale("log")
     bottom.set_ylabel("cycles / arithmetic bound")
     bottom.set_xlabel("N = 2^order")
     bottom.legend()
@@ -92,7 +93,9 @@ def main():
         sys.exit("give --bench or --json")
     rows = run_machine.iterations(results)
     table = collect(rows)
-    machine = run_machine.clock_line(rows)
+    if not table:
+        sys.exit("no benchmark of the expected names in the results")
+    machine = run_machine.clock_line(results, rows)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
     write_tables(table, machine, args.out)
     print(machine)
