@@ -13,7 +13,7 @@ install(EXPORT zspgenTargets NAMESPACE zspgen:: DESTINATION ${ZSPGEN_CMAKE_DIR})
 configure_package_config_file(cmake/zspgenConfig.cmake.in ${CMAKE_BINARY_DIR}/zspgenConfig.cmake
   INSTALL_DESTINATION ${ZSPGEN_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/zspgenConfigVersion.cmake
-  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMinorVersion)
+  VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/zspgenConfig.cmake ${CMAKE_BINARY_DIR}/zspgenConfigVersion.cmake
   DESTINATION ${ZSPGEN_CMAKE_DIR})
 
@@ -22,3 +22,8 @@ file(RELATIVE_PATH ZSPGEN_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" ZSPGEN_PC_TO_PREFIX "${ZSPGEN_PC_TO_PREFIX}")
 configure_file(cmake/zspgen.pc.in ${CMAKE_BINARY_DIR}/zspgen.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/zspgen.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# `cmake --build build --target uninstall` removes the files that the last `cmake --install build`
+# put in place, as listed in build/install_manifest.txt; directories stay.
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND} -DMANIFEST=${CMAKE_BINARY_DIR}/install_manifest.txt -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake)

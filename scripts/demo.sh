@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Builds the library and runs the demo.
+# Installs what is missing, builds the library and runs the demo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DZSPGEN_BUILD_TESTS=ON -DZSPGEN_BUILD_EXAMPLES=ON -DZSPGEN_BUILD_BENCH=ON >/dev/null
-cmake --build build -j2 --target zspgen_demo
+bash scripts/setup.sh
+bash scripts/configure.sh
+export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-2}
+cmake --build build --target zspgen_demo
 ./build/examples/zspgen_demo

@@ -1,0 +1,11 @@
+# Removes every file listed in MANIFEST (the install manifest of a build tree).
+if(NOT EXISTS "${MANIFEST}")
+  message(FATAL_ERROR "no ${MANIFEST}: nothing was installed from this build tree")
+endif()
+file(STRINGS "${MANIFEST}" files)
+foreach(f IN LISTS files)
+  if(EXISTS "${f}" OR IS_SYMLINK "${f}")
+    message(STATUS "Removing ${f}")
+    file(REMOVE "${f}")
+  endif()
+endforeach()
