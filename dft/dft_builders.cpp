@@ -8,10 +8,15 @@
 
 #include "dft/dft_recipes.h"
 
+#include "gen/modular.h"
+
 namespace zsp::dft {
 
 namespace {
 
+using zspgen::modInverse;
+using zspgen::powMod;
+using zspgen::primitiveRoot;
 using Q = __float128;
 
 // ---- parsing ----------------------------------------------------------------------------------------
@@ -290,11 +295,6 @@ std::vector<Cx> direct(Context& ctx, const std::vector<Cx>& x) {
   return y;
 }
 
-long modInverse(long a, long m) {
-  for (long k = 1; k < m; ++k)
-    if ((a * k) % m == 1) return k;
-  throw std::runtime_error("no inverse");
-}
 
 std::vector<Cx> goodThomas(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
   const int a = r.parts[0].n, b = r.parts[1].n, n = a * b;
@@ -339,11 +339,6 @@ std::vector<Cx> cooleyTukey(Context& ctx, const Recipe& r, const std::vector<Cx>
   return out;
 }
 
-long powMod(long g, long e, long p) {
-  long r = 1;
-  for (long k = 0; k < e; ++k) r = r * g % p;
-  return r;
-}
 
 // Convolution of the samples in the order of powers of g with the spectrum of W^(g^-t), over L = p-1.
 std::vector<Cx> rader(Context& ctx, const Recipe& r, const std::vector<Cx>& x) {
@@ -413,18 +408,6 @@ std::vector<Cx> bluestein(Context& ctx, const Recipe& r, const std::vector<Cx>& 
 
 }  // namespace
 
-int primitiveRoot(int p) {
-  for (int g = 2; g < p; ++g) {
-    long v = 1;
-    int order = 0;
-    do {
-      v = v * g % p;
-      ++order;
-    } while (v != 1);
-    if (order == p - 1) return g;
-  }
-  return 1;  // p = 2
-}
 
 Recipe parseRecipe(const std::string& text, int n) {
   if (text == "base") return Recipe{Recipe::Base, n};

@@ -52,7 +52,6 @@ struct KernelGraph {
 };
 std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse, zspgen::lanes4::Trace* trace = nullptr);
 
-int primitiveRoot(int p);
 
 }  // namespace zsp::dft
 

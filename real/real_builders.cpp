@@ -7,10 +7,15 @@
 
 #include "real/real_recipes.h"
 
+#include "gen/modular.h"
+
 namespace zsp::real {
 
 namespace {
 
+using zspgen::modInverse;
+using zspgen::powMod;
+using zspgen::primitiveRoot;
 using Q = __float128;
 using zspgen::dag::Node;
 using zspgen::dag::Op;
@@ -193,11 +198,6 @@ std::vector<Cx> direct(Graph& g, const std::vector<Ref>& x) {
   return y;
 }
 
-long modInverse(long a, long m) {
-  for (long k = 1; k < m; ++k)
-    if ((a * k) % m == 1) return k;
-  throw std::runtime_error("no inverse");
-}
 
 // Good-Thomas a:b. The first stage runs b real a-point transforms on the cosets of stride b; the second
 // stage runs, for each bin k1 <= a/2 of theirs, a b-point transform over the cosets: a real one where the
@@ -249,11 +249,6 @@ std::vector<Cx> cooleyTukey(Graph& g, const Rule& r, const std::vector<Ref>& x) 
   return out;
 }
 
-long powMod(long base, long e, long p) {
-  long r = 1;
-  for (long k = 0; k < e; ++k) r = r * base % p;
-  return r;
-}
 
 // The transposed network of the real transform `rule`: for the spectrum values `seed` (bins 0..L/2, as
 // they would come out of the transform), sum over k of Re(seed[k] exp(+2 pi i j k / L)) for every j.
@@ -345,18 +340,6 @@ std::vector<Cx> rader(Graph& g, const Rule& r, const std::vector<Ref>& x) {
 
 }  // namespace
 
-int primitiveRoot(int p) {
-  for (int g = 2; g < p; ++g) {
-    long v = 1;
-    int order = 0;
-    do {
-      v = v * g % p;
-      ++order;
-    } while (v != 1);
-    if (order == p - 1) return g;
-  }
-  return 1;
-}
 
 Rule parseRule(const std::string& text, int n) {
   Rule r;

@@ -16,11 +16,15 @@
 #include <string>
 #include <vector>
 
+#include "guarded_buffer.h"
 #include "zspgen.h"
 
 namespace zsp::test::real {
 
 using Q = __float128;
+using zsp::test::Guard;
+using zsp::test::GuardedBuffer;
+using zsp::test::kCanary;
 
 enum Format { CCS, Pack, Perm };
 constexpr Format kFormats[] = {CCS, Pack, Perm};
@@ -107,6 +111,41 @@ std::vector<T> randomValues(int count, unsigned seed) {
 template <class T>
 bool sameBits(const std::vector<T>& a, const std::vector<T>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(T)) == 0;
+}
+
+// Runs `k` with source and destination each touching an inaccessible page, behind them and then in front:
+// an access outside `in` or outside `expect`'s places faults. Empty if the kernel gave `expect`, left the
+// source as it was and wrote nothing outside; else what went wrong.
+template <class T>
+std::string guardedRun(Kernel<T> k, const std::vector<T>& in, const std::vector<T>& expect) {
+  const size_t srcBytes = in.size() * sizeof(T), dstBytes = expect.size() * sizeof(T);
+  for (Guard guard : {Guard::After, Guard::Before}) {
+    auto flush = [guard](size_t bytes) { return guard == Guard::After ? (16 - bytes % 16) % 16 : 0; };
+    GuardedBuffer src(srcBytes, guard, flush(srcBytes)), dst(dstBytes, guard, flush(dstBytes));
+    if (src.slack() + dst.slack() != 0) return "buffers not against their guards";
+    std::memcpy(src.data(), in.data(), srcBytes);
+    dst.fill(kCanary);
+    if (k(src.as<T>(), dst.as<T>(), ZSP_NODIV_BY_ANY) != zspStsNoErr) return "status";
+    if (std::memcmp(src.data(), in.data(), srcBytes) != 0) return "source changed";
+    if (std::memcmp(dst.data(), expect.data(), dstBytes) != 0) return "other result";
+    if (!src.outsideIntact() || !dst.outsideIntact()) return "written outside";
+  }
+  return "";
+}
+
+// The statuses of a kernel at its door, in their order: null pointers before a bad hint, then the hint;
+// `dst` must be left as it was. Empty if so; else what went wrong.
+template <class T>
+std::string doorStatuses(Kernel<T> k, const T* src, T* dst) {
+  const std::vector<unsigned char> before(reinterpret_cast<unsigned char*>(dst), reinterpret_cast<unsigned char*>(dst) + 64 * sizeof(T));
+  for (Zsp32s hint : {ZSP_NODIV_BY_ANY, 3})
+    if (k(nullptr, dst, hint) != zspStsNullPtrErr || k(src, nullptr, hint) != zspStsNullPtrErr ||
+        k(nullptr, dst + 1, hint) != zspStsNullPtrErr)
+      return "null pointer";
+  for (Zsp32s hint : kBadHints)
+    if (k(src, dst, hint) != zspStsFlagErr) return "hint " + std::to_string(hint);
+  if (std::memcmp(before.data(), dst, before.size()) != 0) return "written on error";
+  return "";
 }
 
 template <class T> constexpr double matrixTol() { return sizeof(T) == 4 ? 3e-7 : 5e-14; }

@@ -12,8 +12,6 @@
 namespace {
 
 using namespace zsp::test::real;
-using zsp::test::Guard;
-using zsp::test::GuardedBuffer;
 
 template <class T> Kernel<T> kernel(Format f, int n) { return zsp::test::real::kernel<T>(false, f, n); }
 
@@ -38,8 +36,7 @@ class RealForward : public ::testing::TestWithParam<int> {
   template <class T> void accuracy();
   template <class T> void formatsHintsAndZeros();
   template <class T> void placesAndOffsets();
-  template <class T> void guardPages();
-  template <class T> void statuses();
+  template <class T> void guardPagesAndStatuses();
 };
 
 // Every unit impulse (the transform matrix) and a random input, every format, against the exact DFT.
@@ -131,49 +128,18 @@ void RealForward::placesAndOffsets() {
   }
 }
 
-// Source and destination touch an inaccessible page on either side: the kernel reads only its N samples,
-// writes only its format's positions, each once, and leaves the source as it was.
+// Guard pages on either side of both buffers; the statuses at the door; the entry of each format.
 template <class T>
-void RealForward::guardPages() {
+void RealForward::guardPagesAndStatuses() {
   const int n = GetParam();
   const std::vector<T> x = randomInput<T>(n, 5u * n);
+  std::vector<T> dst(96, T(-7));
   for (Format f : kFormats) {
-    const std::vector<T> expect = run<T>(f, n, x, ZSP_NODIV_BY_ANY);
-    const size_t srcBytes = x.size() * sizeof(T), dstBytes = expect.size() * sizeof(T);
-    for (Guard guard : {Guard::After, Guard::Before}) {
-      auto flush = [guard](size_t bytes) { return guard == Guard::After ? (16 - bytes % 16) % 16 : 0; };
-      GuardedBuffer src(srcBytes, guard, flush(srcBytes)), dst(dstBytes, guard, flush(dstBytes));
-      ASSERT_EQ(src.slack(), 0u);
-      ASSERT_EQ(dst.slack(), 0u);
-      std::memcpy(src.data(), x.data(), srcBytes);
-      dst.fill(zsp::test::kCanary);
-      ASSERT_EQ(kernel<T>(f, n)(src.as<T>(), dst.as<T>(), ZSP_NODIV_BY_ANY), zspStsNoErr);
-      EXPECT_EQ(std::memcmp(src.data(), x.data(), srcBytes), 0) << "source changed, length " << n;
-      EXPECT_EQ(std::memcmp(dst.data(), expect.data(), dstBytes), 0) << formatName(f) << " length " << n;
-      EXPECT_TRUE(src.outsideIntact() && dst.outsideIntact()) << formatName(f) << " length " << n;
-    }
-  }
-}
-
-// Null pointers before the hint, and nothing written on error; the entries test the length first.
-template <class T>
-void RealForward::statuses() {
-  const int n = GetParam();
-  std::vector<T> src = randomInput<T>(n, 3u), dst(static_cast<size_t>(n + 2), T(-7));
-  const std::vector<T> untouched(dst);
-  for (Format f : kFormats) {
-    const Kernel<T> k = kernel<T>(f, n);
-    for (Zsp32s hint : {ZSP_NODIV_BY_ANY, 3}) {
-      EXPECT_EQ(k(nullptr, dst.data(), hint), zspStsNullPtrErr);
-      EXPECT_EQ(k(src.data(), nullptr, hint), zspStsNullPtrErr);
-      EXPECT_EQ(k(nullptr, dst.data() + 1, hint), zspStsNullPtrErr);
-    }
-    for (Zsp32s hint : kBadHints) EXPECT_EQ(k(src.data(), dst.data(), hint), zspStsFlagErr) << hint;
-    EXPECT_TRUE(sameBits(dst, untouched)) << "written on error, length " << n;
-    // The entry of this format reaches the kernel of this length.
+    EXPECT_EQ(guardedRun(kernel<T>(f, n), x, run<T>(f, n, x, ZSP_NODIV_BY_ANY)), "") << formatName(f) << " length " << n;
+    EXPECT_EQ(doorStatuses(kernel<T>(f, n), x.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(length(f, n)));
-    ASSERT_EQ(entry<T>(f)(src.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
-    EXPECT_TRUE(sameBits(viaEntry, run<T>(f, n, src, ZSP_DIV_BY_SQRTN))) << formatName(f) << " entry, length " << n;
+    ASSERT_EQ(entry<T>(f)(x.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
+    EXPECT_TRUE(sameBits(viaEntry, run<T>(f, n, x, ZSP_DIV_BY_SQRTN))) << formatName(f) << " entry, length " << n;
   }
 }
 
@@ -183,10 +149,8 @@ TEST_P(RealForward, FormatsHintsAndZerosSingle) { formatsHintsAndZeros<float>();
 TEST_P(RealForward, FormatsHintsAndZerosDouble) { formatsHintsAndZeros<double>(); }
 TEST_P(RealForward, PlacesAndOffsetsSingle) { placesAndOffsets<float>(); }
 TEST_P(RealForward, PlacesAndOffsetsDouble) { placesAndOffsets<double>(); }
-TEST_P(RealForward, GuardPagesSingle) { guardPages<float>(); }
-TEST_P(RealForward, GuardPagesDouble) { guardPages<double>(); }
-TEST_P(RealForward, StatusesSingle) { statuses<float>(); }
-TEST_P(RealForward, StatusesDouble) { statuses<double>(); }
+TEST_P(RealForward, GuardPagesAndStatusesSingle) { guardPagesAndStatuses<float>(); }
+TEST_P(RealForward, GuardPagesAndStatusesDouble) { guardPagesAndStatuses<double>(); }
 INSTANTIATE_TEST_SUITE_P(Lengths, RealForward, ::testing::Range(2, 65));
 
 // The length is tested before anything else, by every entry.

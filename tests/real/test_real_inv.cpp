@@ -12,8 +12,6 @@
 namespace {
 
 using namespace zsp::test::real;
-using zsp::test::Guard;
-using zsp::test::GuardedBuffer;
 
 template <class T> Kernel<T> kernel(Format f, int n) { return zsp::test::real::kernel<T>(true, f, n); }
 
@@ -57,8 +55,7 @@ class RealInverse : public ::testing::TestWithParam<int> {
   template <class T> void accuracy();
   template <class T> void formatsHintsAndPositions();
   template <class T> void placesAndOffsets();
-  template <class T> void guardPages();
-  template <class T> void statuses();
+  template <class T> void guardPagesAndStatuses();
 };
 
 // Every unit spectrum value (the matrix) against the exact sum, whose entries reach 2 where a bin is
@@ -144,46 +141,16 @@ void RealInverse::placesAndOffsets() {
   }
 }
 
-// Source and destination touch an inaccessible page on either side: the kernel reads only its format's
-// positions, writes only its N samples, and leaves the source as it was.
+// Guard pages on either side of both buffers; the statuses at the door; the entry of each format.
 template <class T>
-void RealInverse::guardPages() {
+void RealInverse::guardPagesAndStatuses() {
   const int n = GetParam();
+  std::vector<T> dst(96, T(-7));
   for (Format f : kFormats) {
     const std::vector<T> a = laidOut(f, n, randomValues<T>(n, 5u * n));
-    const std::vector<T> expect = run<T>(f, n, a, ZSP_NODIV_BY_ANY);
-    const size_t srcBytes = a.size() * sizeof(T), dstBytes = expect.size() * sizeof(T);
-    for (Guard guard : {Guard::After, Guard::Before}) {
-      auto flush = [guard](size_t bytes) { return guard == Guard::After ? (16 - bytes % 16) % 16 : 0; };
-      GuardedBuffer src(srcBytes, guard, flush(srcBytes)), dst(dstBytes, guard, flush(dstBytes));
-      ASSERT_EQ(src.slack() + dst.slack(), 0u);
-      std::memcpy(src.data(), a.data(), srcBytes);
-      dst.fill(zsp::test::kCanary);
-      ASSERT_EQ(kernel<T>(f, n)(src.as<T>(), dst.as<T>(), ZSP_NODIV_BY_ANY), zspStsNoErr);
-      EXPECT_EQ(std::memcmp(src.data(), a.data(), srcBytes), 0) << "source changed, length " << n;
-      EXPECT_EQ(std::memcmp(dst.data(), expect.data(), dstBytes), 0) << formatName(f) << " length " << n;
-      EXPECT_TRUE(src.outsideIntact() && dst.outsideIntact()) << formatName(f) << " length " << n;
-    }
-  }
-}
-
-// Null pointers before the hint, and nothing written on error; the entries reach the kernel of the length.
-template <class T>
-void RealInverse::statuses() {
-  const int n = GetParam();
-  std::vector<T> src = randomValues<T>(n + 2, 3u), dst(static_cast<size_t>(n + 2), T(-7));
-  const std::vector<T> untouched(dst);
-  for (Format f : kFormats) {
-    const Kernel<T> k = kernel<T>(f, n);
-    for (Zsp32s hint : {ZSP_NODIV_BY_ANY, 3}) {
-      EXPECT_EQ(k(nullptr, dst.data(), hint), zspStsNullPtrErr);
-      EXPECT_EQ(k(src.data(), nullptr, hint), zspStsNullPtrErr);
-      EXPECT_EQ(k(nullptr, dst.data() + 1, hint), zspStsNullPtrErr);
-    }
-    for (Zsp32s hint : kBadHints) EXPECT_EQ(k(src.data(), dst.data(), hint), zspStsFlagErr) << hint;
-    EXPECT_TRUE(sameBits(dst, untouched)) << "written on error, length " << n;
+    EXPECT_EQ(guardedRun(kernel<T>(f, n), a, run<T>(f, n, a, ZSP_NODIV_BY_ANY)), "") << formatName(f) << " length " << n;
+    EXPECT_EQ(doorStatuses(kernel<T>(f, n), a.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(n));
-    const std::vector<T> a(src.begin(), src.begin() + length(f, n));
     ASSERT_EQ(entry<T>(f)(a.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
     EXPECT_TRUE(sameBits(viaEntry, run<T>(f, n, a, ZSP_DIV_BY_SQRTN))) << formatName(f) << " entry, length " << n;
   }
@@ -195,10 +162,8 @@ TEST_P(RealInverse, FormatsHintsAndPositionsSingle) { formatsHintsAndPositions<f
 TEST_P(RealInverse, FormatsHintsAndPositionsDouble) { formatsHintsAndPositions<double>(); }
 TEST_P(RealInverse, PlacesAndOffsetsSingle) { placesAndOffsets<float>(); }
 TEST_P(RealInverse, PlacesAndOffsetsDouble) { placesAndOffsets<double>(); }
-TEST_P(RealInverse, GuardPagesSingle) { guardPages<float>(); }
-TEST_P(RealInverse, GuardPagesDouble) { guardPages<double>(); }
-TEST_P(RealInverse, StatusesSingle) { statuses<float>(); }
-TEST_P(RealInverse, StatusesDouble) { statuses<double>(); }
+TEST_P(RealInverse, GuardPagesAndStatusesSingle) { guardPagesAndStatuses<float>(); }
+TEST_P(RealInverse, GuardPagesAndStatusesDouble) { guardPagesAndStatuses<double>(); }
 INSTANTIATE_TEST_SUITE_P(Lengths, RealInverse, ::testing::Range(2, 65));
 
 TEST(RealInverseEntries, LengthFirst) {
