@@ -1,5 +1,5 @@
-// Real DFT kernels against FFTW's real-to-complex and complex-to-real transforms, in one run, on the same
-// 64-byte aligned buffers.
+// Real DFT and Hartley kernels against FFTW's real-to-complex, complex-to-real and Hartley (r2r FFTW_DHT)
+// transforms, in one run, on the same 64-byte aligned buffers.
 //
 // For each length, precision and direction, FFTW's plan (r2c forward, c2r inverse; FFTW_PATIENT unless
 // --fftw_measure is given, executed through the new-array interface) stands beside our three kernels,
@@ -28,29 +28,43 @@ using zsp::bench::cycleCounters;
 
 unsigned gPlanFlags = FFTW_PATIENT;
 
+enum class Kind { Forward, Inverse, Hartley };
+
 template <class T> struct Fftw;
 template <> struct Fftw<Zsp32f> {
   using Plan = fftwf_plan;
-  static Plan plan(int n, Zsp32f* in, Zsp32f* out, bool inverse) {
-    return inverse ? fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT)
-                   : fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), gPlanFlags);
+  static Plan plan(int n, Zsp32f* in, Zsp32f* out, Kind kind) {
+    switch (kind) {
+      case Kind::Inverse: return fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT);
+      case Kind::Hartley: return fftwf_plan_r2r_1d(n, in, out, FFTW_DHT, gPlanFlags);
+      default: return fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), gPlanFlags);
+    }
   }
-  static void execute(Plan p, Zsp32f* in, Zsp32f* out, bool inverse) {
-    if (inverse) fftwf_execute_dft_c2r(p, reinterpret_cast<fftwf_complex*>(in), out);
-    else fftwf_execute_dft_r2c(p, in, reinterpret_cast<fftwf_complex*>(out));
+  static void execute(Plan p, Zsp32f* in, Zsp32f* out, Kind kind) {
+    switch (kind) {
+      case Kind::Inverse: fftwf_execute_dft_c2r(p, reinterpret_cast<fftwf_complex*>(in), out); break;
+      case Kind::Hartley: fftwf_execute_r2r(p, in, out); break;
+      default: fftwf_execute_dft_r2c(p, in, reinterpret_cast<fftwf_complex*>(out));
+    }
   }
   static void destroy(Plan p) { fftwf_destroy_plan(p); }
   static constexpr const char* suffix = "32f";
 };
 template <> struct Fftw<Zsp64f> {
   using Plan = fftw_plan;
-  static Plan plan(int n, Zsp64f* in, Zsp64f* out, bool inverse) {
-    return inverse ? fftw_plan_dft_c2r_1d(n, reinterpret_cast<fftw_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT)
-                   : fftw_plan_dft_r2c_1d(n, in, reinterpret_cast<fftw_complex*>(out), gPlanFlags);
+  static Plan plan(int n, Zsp64f* in, Zsp64f* out, Kind kind) {
+    switch (kind) {
+      case Kind::Inverse: return fftw_plan_dft_c2r_1d(n, reinterpret_cast<fftw_complex*>(in), out, gPlanFlags | FFTW_PRESERVE_INPUT);
+      case Kind::Hartley: return fftw_plan_r2r_1d(n, in, out, FFTW_DHT, gPlanFlags);
+      default: return fftw_plan_dft_r2c_1d(n, in, reinterpret_cast<fftw_complex*>(out), gPlanFlags);
+    }
   }
-  static void execute(Plan p, Zsp64f* in, Zsp64f* out, bool inverse) {
-    if (inverse) fftw_execute_dft_c2r(p, reinterpret_cast<fftw_complex*>(in), out);
-    else fftw_execute_dft_r2c(p, in, reinterpret_cast<fftw_complex*>(out));
+  static void execute(Plan p, Zsp64f* in, Zsp64f* out, Kind kind) {
+    switch (kind) {
+      case Kind::Inverse: fftw_execute_dft_c2r(p, reinterpret_cast<fftw_complex*>(in), out); break;
+      case Kind::Hartley: fftw_execute_r2r(p, in, out); break;
+      default: fftw_execute_dft_r2c(p, in, reinterpret_cast<fftw_complex*>(out));
+    }
   }
   static void destroy(Plan p) { fftw_destroy_plan(p); }
   static constexpr const char* suffix = "64f";
@@ -100,13 +114,13 @@ void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), do
 }
 
 template <class T>
-void fftw(benchmark::State& state, int n, bool inverse) {
+void fftw(benchmark::State& state, int n, Kind kind) {
   Buffers<T> b;
   const Buffers<T> keep;  // planning may overwrite the arrays
-  const auto plan = Fftw<T>::plan(n, b.in, b.out, inverse);
+  const auto plan = Fftw<T>::plan(n, b.in, b.out, kind);
   std::memcpy(b.in, keep.in, sizeof(T) * 128);
   for (auto _ : state) {
-    Fftw<T>::execute(plan, b.in, b.out, inverse);
+    Fftw<T>::execute(plan, b.in, b.out, kind);
     benchmark::DoNotOptimize(b.out);
     benchmark::ClobberMemory();
   }
@@ -117,15 +131,20 @@ void fftw(benchmark::State& state, int n, bool inverse) {
 template <class T>
 void registerPrecision(const std::map<std::string, double>& bounds) {
   using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
-  for (bool inverse : {false, true}) {
+  for (Kind kind : {Kind::Forward, Kind::Inverse, Kind::Hartley}) {
     for (int n = 2; n <= 64; ++n) {
       const std::string tail = "_" + std::to_string(n) + "_" + Fftw<T>::suffix;
-      auto nameOf = [&](const char* format) {
-        return inverse ? std::string("zspgDFTInv_") + format + "ToR" + tail : std::string("zspgDFTFwd_RTo") + format + tail;
+      auto nameOf = [&](const std::string& format) {
+        switch (kind) {
+          case Kind::Inverse: return "zspgDFTInv_" + format + "ToR" + tail;
+          case Kind::Hartley: return "zspgHartley" + (format == "FFTW" ? "_FFTW" : std::string()) + tail;
+          default: return "zspgDFTFwd_RTo" + format + tail;
+        }
       };
-      benchmark::RegisterBenchmark((nameOf("FFTW") + "/fftw").c_str(), fftw<T>, n, inverse);
-      const auto b = bounds.find((inverse ? "inv" : "fwd") + tail);
+      benchmark::RegisterBenchmark((nameOf("FFTW") + "/fftw").c_str(), fftw<T>, n, kind);
+      const auto b = bounds.find((kind == Kind::Forward ? "fwd" : kind == Kind::Inverse ? "inv" : "dht") + tail);
       for (const char* format : {"CCS", "Pack", "Perm"}) {
+        if (kind == Kind::Hartley && format != std::string("CCS")) break;  // one kernel, no format
         const auto kernel = reinterpret_cast<Kernel>(dlsym(RTLD_DEFAULT, nameOf(format).c_str()));
         if (kernel == nullptr) continue;
         benchmark::RegisterBenchmark((nameOf(format) + "/zsp").c_str(), ours<T>, kernel, b == bounds.end() ? 0.0 : b->second);

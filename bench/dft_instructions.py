@@ -18,16 +18,18 @@ KINDS = {
     "mul": re.compile(r"^mul(pd|ps|sd|ss)$"),
     "shuffle": re.compile(r"^(shuf|unpckl|unpckh)(pd|ps)$|^mov(ddup|sldup|shdup|hlps|lhps)$|^pshufd$"),
     "flip": re.compile(r"^xor(pd|ps)$"),
+    "convert": re.compile(r"^cvt(ss2sd|sd2ss)$"),
 }
 FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspg|owng)DFT(?:Fwd|Inv)_CToC_\d+_(?:32|64)fc(?:_unaligned)?)>:$")
 
 
-def count(library):
+def count(library, func=FUNC):
+    """Per function whose name `func` matches: its instructions, in all and by kind."""
     dump = subprocess.run(["objdump", "-d", "--no-show-raw-insn", library], check=True, capture_output=True,
                           text=True).stdout
     counts, current = {}, None
     for line in dump.splitlines():
-        m = FUNC.match(line)
+        m = func.match(line)
         if m:
             current = counts.setdefault(m.group(1), collections.Counter())
             continue

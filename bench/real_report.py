@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Runs bench_real (or reads its JSON) and writes the ratio table as CSV and a PNG plot, both directions.
+"""Runs bench_real (or reads its JSON) and writes the ratio table as CSV and a PNG plot: the real DFT in
+both directions and the Hartley transform.
 
     python3 bench/real_report.py --bench build/bench/bench_real --out bench-results/real [--repetitions 3]
     python3 bench/real_report.py --json results.json --out bench-results/real
 
-The ratio is our time per call over FFTW's real-to-complex (forward) or complex-to-real (inverse)
-transform of the same length and precision, measured in the same run; each of the three formats has its
+The ratio is our time per call over FFTW's real-to-complex (forward), complex-to-real (inverse) or
+Hartley (r2r FFTW_DHT) transform of the same length and precision, measured in the same run; each of the three formats has its
 own row. With repetitions, each benchmark
 keeps its fastest repetition, the one least disturbed on a shared machine. The summary gives, per
 precision and format, the geometric mean of the ratios, the worst length, and the median and worst cycles
@@ -22,8 +23,9 @@ import sys
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dft_report import run_bench  # noqa: E402
 
-NAME = re.compile(r"zspgDFT(?:Fwd_RTo(CCS|Pack|Perm|FFTW)|Inv_(CCS|Pack|Perm|FFTW)ToR)_(\d+)_(32f|64f)/(zsp|fftw)")
-FORMATS = ("CCS", "Pack", "Perm")
+NAME = re.compile(r"(?:zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)|zspgDFTInv_(CCS|Pack|Perm|FFTW)ToR|zspgHartley(_FFTW)?)"
+                  r"_(\d+)_(32f|64f)/(zsp|fftw)")
+FORMATS = ("CCS", "Pack", "Perm", "-")  # "-": the Hartley kernels, which have no format
 
 
 def collect(results):
@@ -33,8 +35,9 @@ def collect(results):
         m = NAME.fullmatch(b["name"])
         if not m or b.get("run_type", "iteration") != "iteration":
             continue
-        direction = "Fwd" if m.group(1) else "Inv"
-        fmt, n, precision = m.group(1) or m.group(2), int(m.group(3)), m.group(4)
+        direction = "Fwd" if m.group(1) else "Inv" if m.group(2) else "DHT"
+        fmt = m.group(1) or m.group(2) or ("FFTW" if m.group(3) else "-")
+        n, precision = int(m.group(4)), m.group(5)
         ns = b["real_time"] * {"ns": 1.0, "us": 1e3, "ms": 1e6}[b["time_unit"]]
         key = (direction, precision, fmt, n)
         if key in rows and rows[key]["ns"] <= ns:
@@ -57,7 +60,7 @@ def table(rows):
 
 def summarise(rows):
     lines = []
-    for direction, precision, fmt in [(d, p, f) for d in ("Fwd", "Inv") for p in ("32f", "64f") for f in FORMATS]:
+    for direction, precision, fmt in [(d, p, f) for d in ("Fwd", "Inv", "DHT") for p in ("32f", "64f") for f in FORMATS]:
         sel = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == fmt]
         if not sel:
             continue
@@ -86,26 +89,29 @@ def plot(rows, path):
     matplotlib.use("Agg")
     import matplotlib.pyplot as plt
     fig, (top, bottom) = plt.subplots(2, 1, figsize=(11, 8), sharex=True)
-    for (direction, precision), colour in zip([(d, p) for d in ("Fwd", "Inv") for p in ("32f", "64f")],
-                                              ("tab:blue", "tab:red", "tab:cyan", "tab:orange")):
-        pack = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == "Pack"]
+    for (direction, precision), colour in zip([(d, p) for d in ("Fwd", "Inv", "DHT") for p in ("32f", "64f")],
+                                              ("tab:blue", "tab:red", "tab:cyan", "tab:orange", "tab:green", "tab:purple")):
+        main = "-" if direction == "DHT" else "Pack"
+        pack = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == main]
         ns = [r["N"] for r in pack]
-        fftw = "r2c" if direction == "Fwd" else "c2r"
-        top.plot(ns, [r["zsp_ns"] for r in pack], "-", color=colour, label=f"zspgen {direction} {precision} Pack")
+        fftw = {"Fwd": "r2c", "Inv": "c2r", "DHT": "DHT"}[direction]
+        top.plot(ns, [r["zsp_ns"] for r in pack], "-", color=colour, label=f"zspgen {direction} {precision} {main}")
         top.plot(ns, [r["fftw_ns"] for r in pack], "-", color=colour, alpha=0.35, label=f"FFTW {fftw} {precision}")
-        for fmt, style in zip(FORMATS, ("-", "--", ":")):
+        for fmt, style in zip(FORMATS, ("-", "--", ":", "-.")):
             sel = [r for r in rows if r["direction"] == direction and r["precision"] == precision and r["format"] == fmt]
+            if not sel:
+                continue
             bottom.plot([r["N"] for r in sel], [r["ratio"] for r in sel], style, color=colour,
-                        label=f"{direction} {precision} {fmt}")
+                        label=f"{direction} {precision} {fmt}" if fmt != "-" else f"{direction} {precision}")
     top.set_ylabel("ns per call")
     top.set_yscale("log")
     top.legend(fontsize=7, ncol=2)
     bottom.axhline(1.0, color="grey", linewidth=0.8)
     bottom.axhline(0.5, color="green", linewidth=0.8, linestyle=":")
-    bottom.set_ylabel("ratio zspgen / FFTW r2c or c2r")
+    bottom.set_ylabel("ratio zspgen / FFTW (r2c, c2r, DHT)")
     bottom.set_xlabel("N")
     bottom.legend(fontsize=7, ncol=2)
-    fig.suptitle("Real DFT, forward and inverse, time per call (same run, same aligned buffers)")
+    fig.suptitle("Real DFT forward and inverse, Hartley: time per call (same run, same aligned buffers)")
     fig.tight_layout()
     fig.savefig(path, dpi=110)
 
