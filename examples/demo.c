@@ -1,5 +1,6 @@
 /* zspgen demo: the version record, Walsh-Hadamard round trips, complex DFT round trips through the
-   size-dispatch entries and DCT-IV round trips through a state, each with its largest error. */
+   size-dispatch entries, real DFT round trips through the packed formats, the Hartley transform applied
+   twice, and DCT-IV round trips through a state, each with its largest error. */
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -56,6 +57,35 @@ static double dftRoundTrip64fc(int n) {
   return worst;
 }
 
+/* Real samples to a packed half spectrum and back, in place: CCS holds N+2 values (N+1 for odd N), Pack
+   and Perm N. The inverse divides by N. */
+static double realRoundTrip32f(int n, int format) {
+  Zsp32f x[64], y[66];
+  for (int i = 0; i < n; ++i) y[i] = x[i] = (Zsp32f)cos(0.91 * i + 0.05 * i * i);
+  zspStatus s = format == 0   ? zspgDFTFwd_RToCCS_32f(y, y, n, ZSP_NODIV_BY_ANY)
+                : format == 1 ? zspgDFTFwd_RToPack_32f(y, y, n, ZSP_NODIV_BY_ANY)
+                              : zspgDFTFwd_RToPerm_32f(y, y, n, ZSP_NODIV_BY_ANY);
+  if (s == zspStsNoErr)
+    s = format == 0   ? zspgDFTInv_CCSToR_32f(y, y, n, ZSP_DIV_INV_BY_N)
+        : format == 1 ? zspgDFTInv_PackToR_32f(y, y, n, ZSP_DIV_INV_BY_N)
+                      : zspgDFTInv_PermToR_32f(y, y, n, ZSP_DIV_INV_BY_N);
+  if (s != zspStsNoErr) return -1;
+  double worst = 0;
+  for (int i = 0; i < n; ++i) worst = fmax(worst, fabs((double)y[i] - x[i]));
+  return worst;
+}
+
+/* The Hartley transform is its own inverse up to N. */
+static double hartleyTwice64f(int n) {
+  Zsp64f x[64], y[64];
+  for (int i = 0; i < n; ++i) x[i] = cos(0.91 * i + 0.05 * i * i);
+  if (zspgHartley_64f(x, y, n, ZSP_NODIV_BY_ANY) != zspStsNoErr) return -1;
+  if (zspgHartley_64f(y, y, n, ZSP_DIV_FWD_BY_N) != zspStsNoErr) return -1;
+  double worst = 0;
+  for (int i = 0; i < n; ++i) worst = fmax(worst, fabs(y[i] - x[i]));
+  return worst;
+}
+
 /* The unnormalised DCT-IV applied twice gives N/2 times the input. The state lives in a buffer of the
    size the library reports; `zspgDCT4InitAlloc_32f` would allocate it instead. */
 static double dct4RoundTrip32f(int n) {
@@ -109,6 +139,12 @@ int main(void) {
   const int lengths[] = {2, 7, 16, 30, 47, 59, 64};
   for (int k = 0; k < (int)(sizeof lengths / sizeof lengths[0]); ++k)
     printf("  %5d  %9.2e  %9.2e\n", lengths[k], dftRoundTrip32fc(lengths[k]), dftRoundTrip64fc(lengths[k]));
+
+  printf("\nReal DFT round trips in single precision, in place, and the Hartley transform twice in double,"
+         " largest error:\n      N        CCS       Pack       Perm    Hartley\n");
+  for (int k = 0; k < (int)(sizeof lengths / sizeof lengths[0]); ++k)
+    printf("  %5d  %9.2e  %9.2e  %9.2e  %9.2e\n", lengths[k], realRoundTrip32f(lengths[k], 0),
+           realRoundTrip32f(lengths[k], 1), realRoundTrip32f(lengths[k], 2), hartleyTwice64f(lengths[k]));
 
   printf("\nDCT-IV round trips (twice, times 2/N), largest error:\n        N     single     double\n");
   for (int n = 16; n <= (1 << 20); n *= 32)
