@@ -7,7 +7,6 @@ bench_dct4 times both sides in interleaved batches and keeps each side's fastest
 repetitions, each row keeps its fastest repetition. The Markdown names the processor and the core clock
 measured in the run."""
 import argparse
-import csv
 import json
 import os
 import re
@@ -37,22 +36,6 @@ def collect(rows):
 def formatted(row):
     return [row["precision"], row["N"], f"{row['ours_ns']:.0f}", f"{row['fftw_ns']:.0f}", f"{row['ratio']:.2f}",
             f"{row['init_us']:.1f}", f"{row['fftw_plan_us']:.0f}"]
-
-
-def write_tables(table, machine, out):
-    with open(out + ".csv", "w", newline="") as f:
-        w = csv.writer(f)
-        w.writerow(COLUMNS)
-        w.writerows(formatted(r) for r in table)
-    with open(out + ".md", "w") as f:
-        f.write("# DCT-IV against FFTW's REDFT11\n\n" + machine + "\n\n")
-        f.write("Time per call of each side, the fastest of interleaved batches on the same 64-byte aligned "
-                "buffers; `ratio` is ours over FFTW's. `init_us`: building the state in a buffer from zspMalloc; "
-                "`fftw_plan_us`: FFTW's planning with FFTW_MEASURE.\n\n")
-        f.write("| " + " | ".join(COLUMNS) + " |\n|" + "---|" * len(COLUMNS) + "\n")
-        for r in table:
-            f.write("| " + " | ".join(str(v) for v in formatted(r)) + " |\n")
-        f.write(f"\n![time per call and ratio to FFTW]({os.path.basename(out)}.png)\n")
 
 
 def plot(table, machine, out):
@@ -100,7 +83,11 @@ def main():
         sys.exit("no benchmark of the expected names in the results")
     machine = run_machine.clock_line(results, rows)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
-    write_tables(table, machine, args.out)
+    run_machine.write_tables(
+        [formatted(r) for r in table], COLUMNS, "DCT-IV against FFTW's REDFT11", machine,
+        "Time per call of each side, the fastest of interleaved batches on the same 64-byte aligned buffers; "
+        "`ratio` is ours over FFTW's. `init_us`: building the state in a buffer from zspMalloc; `fftw_plan_us`: "
+        "FFTW's planning with FFTW_MEASURE.", "time per call and ratio to FFTW", args.out)
     print(machine)
     plot(table, machine, args.out)
 

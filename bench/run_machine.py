@@ -1,6 +1,8 @@
 """What a benchmark report says about the run: the processor's name and the core clock that the
 benchmark measured in the same run (its clock_GHz counter)."""
+import csv
 import json
+import os
 import subprocess
 
 
@@ -35,3 +37,18 @@ def clock_line(results, rows):
     on_load = f"; load average at the start: {load[0]:.1f} on {results['context'].get('num_cpus', '?')} cores" \
         if load else ""
     return f"Processor: {processor()}; core clock measured in the run: {clock}{on_load}."
+
+
+def write_tables(rows, columns, title, machine, explanation, caption, out):
+    """The rows (already formatted, in `columns` order) as out.csv and as a Markdown table in out.md,
+    under the title, the machine line and the explanation, with the plot out.png below."""
+    with open(out + ".csv", "w", newline="") as f:
+        w = csv.writer(f)
+        w.writerow(columns)
+        w.writerows(rows)
+    with open(out + ".md", "w") as f:
+        f.write(f"# {title}\n\n{machine}\n\n{explanation}\n\n")
+        f.write("| " + " | ".join(columns) + " |\n|" + "---|" * len(columns) + "\n")
+        for r in rows:
+            f.write("| " + " | ".join(str(v) for v in r) + " |\n")
+        f.write(f"\n![{caption}]({os.path.basename(out)}.png)\n")

@@ -6,7 +6,6 @@
 Each kernel keeps its fastest repetition, the one least disturbed on a shared machine. The Markdown
 names the processor and the core clock measured in the run."""
 import argparse
-import csv
 import json
 import os
 import re
@@ -36,22 +35,6 @@ def collect(rows):
 def formatted(row):
     return [row["precision"], row["order"], row["N"], f"{row['ns']:.1f}", f"{row['cycles']:.0f}",
             f"{row['bound_cycles']:.1f}", f"{row['cycles_per_bound']:.2f}"]
-
-
-def write_tables(table, machine, out):
-    with open(out + ".csv", "w", newline="") as f:
-        w = csv.writer(f)
-        w.writerow(COLUMNS)
-        w.writerows(formatted(r) for r in table)
-    with open(out + ".md", "w") as f:
-        f.write("# Walsh-Hadamard kernels: time per call\n\n" + machine + "\n\n")
-        f.write("Unscaled (ZSP_NODIV_BY_ANY), 64-byte aligned buffers, a work buffer of the caller's from order 8; "
-                "the fastest of the repetitions. `bound_cycles`: the r*N additions as packed instructions at "
-                "two per cycle.\n\n")
-        f.write("| " + " | ".join(COLUMNS) + " |\n|" + "---|" * len(COLUMNS) + "\n")
-        for r in table:
-            f.write("| " + " | ".join(str(v) for v in formatted(r)) + " |\n")
-        f.write(f"\n![time per call and cycles per bound]({os.path.basename(out)}.png)\n")
 
 
 def plot(table, machine, out):
@@ -97,7 +80,11 @@ def main():
         sys.exit("no benchmark of the expected names in the results")
     machine = run_machine.clock_line(results, rows)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
-    write_tables(table, machine, args.out)
+    run_machine.write_tables(
+        [formatted(r) for r in table], COLUMNS, "Walsh-Hadamard kernels: time per call", machine,
+        "Unscaled (ZSP_NODIV_BY_ANY), 64-byte aligned buffers, a work buffer of the caller's from order 8; the "
+        "fastest of the repetitions. `bound_cycles`: the r*N additions as packed instructions at two per cycle.",
+        "time per call and cycles per bound", args.out)
     print(machine)
     plot(table, machine, args.out)
 

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <quadmath.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -63,20 +64,53 @@ inline bool imagOf(int n, int i) { return i > 0 && i % 2 == 0 && !(n % 2 == 0 &&
 inline int inputLength(bool inverse, Format f, int n) { return inverse ? length(f, n) : n; }
 inline int outputLength(bool inverse, Format f, int n) { return inverse ? n : length(f, n); }
 
-// The output for input x, through buffers at the given byte offsets past a 16-byte boundary.
+// The output of `k` for input x (outLength values), through buffers at the given byte offsets past a
+// 16-byte boundary.
 template <class T>
-std::vector<T> run(bool inverse, Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0,
-                   size_t dstOffset = 0, zspStatus* status = nullptr) {
-  const size_t outLength = static_cast<size_t>(outputLength(inverse, f, n));
+std::vector<T> runAt(Kernel<T> k, const std::vector<T>& x, size_t outLength, Zsp32s hint, size_t srcOffset = 0,
+                     size_t dstOffset = 0, zspStatus* status = nullptr) {
   std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(outLength * sizeof(T) + 32);
   unsigned char* s = src.data() + (16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16 + srcOffset;
   unsigned char* d = dst.data() + (16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16 + dstOffset;
   std::memcpy(s, x.data(), x.size() * sizeof(T));
-  const zspStatus st = kernel<T>(inverse, f, n)(reinterpret_cast<const T*>(s), reinterpret_cast<T*>(d), hint);
+  const zspStatus st = k(reinterpret_cast<const T*>(s), reinterpret_cast<T*>(d), hint);
   if (status) *status = st;
   std::vector<T> out(outLength);
   std::memcpy(out.data(), d, out.size() * sizeof(T));
   return out;
+}
+
+template <class T>
+std::vector<T> run(bool inverse, Format f, int n, const std::vector<T>& x, Zsp32s hint, size_t srcOffset = 0,
+                   size_t dstOffset = 0, zspStatus* status = nullptr) {
+  return runAt(kernel<T>(inverse, f, n), x, static_cast<size_t>(outputLength(inverse, f, n)), hint, srcOffset,
+               dstOffset, status);
+}
+
+// Every byte offset of source and destination, and in place at several offsets, give the bits of the
+// aligned run; in place, values of the buffer past the output keep what they held. Empty if so; else what
+// went wrong.
+template <class T>
+std::string offsetsAndInPlace(Kernel<T> k, const std::vector<T>& x, size_t outLength, Zsp32s hint) {
+  const std::vector<T> expect = runAt(k, x, outLength, hint);
+  for (size_t so = 0; so < 16; ++so)
+    for (size_t d = 0; d < 16; d += (so % 4 == 0 ? 1 : 5)) {
+      const std::vector<T> y = runAt(k, x, outLength, hint, so, d);
+      if (std::memcmp(y.data(), expect.data(), outLength * sizeof(T)) != 0)
+        return "offsets " + std::to_string(so) + "," + std::to_string(d);
+    }
+  std::vector<T> whole(x);
+  whole.resize(std::max(x.size(), outLength), T(0));
+  for (size_t offset = 0; offset < 16; offset += 3) {
+    std::vector<unsigned char> buf(whole.size() * sizeof(T) + 32);
+    unsigned char* p = buf.data() + (16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16 + offset;
+    std::memcpy(p, whole.data(), whole.size() * sizeof(T));
+    if (k(reinterpret_cast<T*>(p), reinterpret_cast<T*>(p), hint) != zspStsNoErr) return "status in place";
+    if (std::memcmp(p, expect.data(), outLength * sizeof(T)) != 0) return "in place, offset " + std::to_string(offset);
+    if (std::memcmp(p + outLength * sizeof(T), whole.data() + outLength, (whole.size() - outLength) * sizeof(T)) != 0)
+      return "in place, the values past the output changed";
+  }
+  return "";
 }
 
 // Bins 0..N/2 of the exact transform, exponents reduced exactly; Re and Im of bin k at 2k and 2k+1.
