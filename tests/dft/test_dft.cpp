@@ -183,7 +183,7 @@ void DftKernel::placesAndOffsets() {
   for (bool inverse : {false, true}) {
     const std::vector<T> expect = run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN);
     for (size_t so = 0; so < 16; ++so)
-      for (size_t d = 0; d < 16; d += (so % 4 == 0 ? 1 : 5))
+      for (size_t d = so == 0 ? 1 : 0; d < 16; d += (so % 4 == 0 ? 1 : 5))  // (0, 0) is `expect` itself
         ASSERT_TRUE(sameBits(run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN, so, d), expect))
             << "length " << n << " offsets " << so << "," << d;
     // In place, at every byte offset, gives the same bits as out of place.

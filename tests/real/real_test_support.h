@@ -94,7 +94,7 @@ template <class T>
 std::string offsetsAndInPlace(Kernel<T> k, const std::vector<T>& x, size_t outLength, Zsp32s hint) {
   const std::vector<T> expect = runAt(k, x, outLength, hint);
   for (size_t so = 0; so < 16; ++so)
-    for (size_t d = 0; d < 16; d += (so % 4 == 0 ? 1 : 5)) {
+    for (size_t d = so == 0 ? 1 : 0; d < 16; d += (so % 4 == 0 ? 1 : 5)) {  // (0, 0) is `expect` itself
       const std::vector<T> y = runAt(k, x, outLength, hint, so, d);
       if (std::memcmp(y.data(), expect.data(), outLength * sizeof(T)) != 0)
         return "offsets " + std::to_string(so) + "," + std::to_string(d);
