@@ -156,12 +156,7 @@ void registerPrecision(const std::map<std::string, double>& bounds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i)
-    if (std::strcmp(argv[i], "--fftw_measure") == 0) gPlanFlags = FFTW_MEASURE;
-  benchmark::Initialize(&argc, argv);
-  // Naming the library's version here also keeps the library linked: every kernel is looked up by name.
-  benchmark::AddCustomContext("zspgen", zspgenGetLibVersion()->versionText);
-  zsp::bench::coreClockHz();  // measured once, before any timing
+  gPlanFlags = zsp::bench::startRun(argc, argv, FFTW_PATIENT, FFTW_MEASURE);
   const std::map<std::string, double> bounds = readBounds();
   registerPrecision<Zsp32f>(bounds);
   registerPrecision<Zsp64f>(bounds);

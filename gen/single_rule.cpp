@@ -10,7 +10,6 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
   // A node's value, and the value its users take: rounded to single where the node ends a stage.
   std::vector<Ref> value(exact.size(), -1), operand(exact.size(), -1);
   auto single = [&](Ref v) { return g.node(v).type == Type::F32; };
-  auto asDouble = [&](Ref v) { return g.widen(v); };
   for (Ref r : liveNodes(exact, outputs)) {
     const Node& n = exact.node(r);
     if (n.type != Type::F64) throw std::runtime_error("single rule: the exact graph holds a float node");
@@ -22,14 +21,14 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
       case Op::Neg: v = g.neg(value[static_cast<size_t>(n.a)]); break;  // its users take the operand's form
       case Op::Mul:
         // A doubling of a single value is exact in single precision and stays there.
-        v = n.value == 2.0 && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(asDouble(g.narrow(in(n.a))), n.exact);
+        v = n.value == 2.0 && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(g.widen(g.narrow(in(n.a))), n.exact);
         break;
       case Op::Add:
       case Op::Sub: {
         Ref a = in(n.a), b = in(n.b);
         if (!single(a) || !single(b)) {
-          a = asDouble(a);
-          b = asDouble(b);
+          a = g.widen(a);
+          b = g.widen(b);
         }
         v = n.op == Op::Add ? g.add(a, b) : g.sub(a, b);
         break;
