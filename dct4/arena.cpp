@@ -10,14 +10,14 @@ extern "C" {
 int64_t x3_zspgAlignSize32Bytes(uint64_t size) { return static_cast<int64_t>((size + 31) & ~uint64_t{31}); }
 
 void* x3_zspgArenaMalloc(Arena arena, int64_t size) {
-  uint8_t* block = *arena;
-  *arena = block + x3_zspgAlignSize32Bytes(static_cast<uint64_t>(size));
+  uint8_t* block = zsp::dct4::cursorOf(arena);
+  zsp::dct4::setCursor(arena, block + x3_zspgAlignSize32Bytes(static_cast<uint64_t>(size)));
   return block;
 }
 
 int64_t x3_zspgArenaFree(Arena arena, void*, int64_t size) {
   const int64_t aligned = x3_zspgAlignSize32Bytes(static_cast<uint64_t>(size));
-  *arena -= aligned;
+  zsp::dct4::setCursor(arena, zsp::dct4::cursorOf(arena) - aligned);
   return aligned;
 }
 

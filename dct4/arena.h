@@ -8,12 +8,22 @@
 #define ZSPGEN_DCT4_ARENA_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "zspgen.h"
 
 namespace zsp::dct4 {
 
 using Arena = uint8_t**;
+
+// The cursor word lies at the start of the caller's buffer, which may begin on any byte: it is read and
+// written as bytes.
+inline uint8_t* cursorOf(Arena arena) {
+  uint8_t* cursor;
+  std::memcpy(&cursor, arena, sizeof cursor);
+  return cursor;
+}
+inline void setCursor(Arena arena, uint8_t* cursor) { std::memcpy(arena, &cursor, sizeof cursor); }
 
 // Every element a list can hold starts with this header.
 struct EnvHeader {

@@ -4,6 +4,7 @@
 #ifndef ZSPGEN_DCT4_DIRECT_H
 #define ZSPGEN_DCT4_DIRECT_H
 
+#include "core/any_address.h"
 #include "dct4/angles.h"
 
 namespace zsp::dct4::direct {
@@ -32,10 +33,10 @@ inline Pair<T> crot(int k, Pair<T> v) {
 // Input butterfly of index i over x[i], x[n-1-i], x[n/2+i], x[n/2-1-i]: upper pair P, lower pair Q.
 template <class T>
 inline void quad(const T* x, int n, int i, Pair<T>& p, Pair<T>& q) {
-  const T g = (x[n / 2 + i] + x[n / 2 - 1 - i]) * kR<T>;
-  const T h = (x[n / 2 + i] - x[n / 2 - 1 - i]) * kR<T>;
-  p = {x[i] + g, h - x[n - 1 - i]};
-  q = {x[i] - g, h + x[n - 1 - i]};
+  const T g = (loadTyped(x, n / 2 + i) + loadTyped(x, n / 2 - 1 - i)) * kR<T>;
+  const T h = (loadTyped(x, n / 2 + i) - loadTyped(x, n / 2 - 1 - i)) * kR<T>;
+  p = {loadTyped(x, i) + g, h - loadTyped(x, n - 1 - i)};
+  q = {loadTyped(x, i) - g, h + loadTyped(x, n - 1 - i)};
 }
 
 // Output butterfly of index m: writes y[m], y[n-1-m], y[n/2+m], y[n/2-1-m].
@@ -43,18 +44,18 @@ template <class T>
 inline void out(T* y, int n, int m, Pair<T> ab, Pair<T> cd) {
   const T u = (ab.re - cd.re) * kR<T>;
   const T w = (ab.im + cd.im) * kR<T>;
-  y[m] = ab.re + cd.re;
-  y[n - 1 - m] = ab.im - cd.im;
-  y[n / 2 + m] = u - w;
-  y[n / 2 - 1 - m] = u + w;
+  storeTyped(y, m, ab.re + cd.re);
+  storeTyped(y, n - 1 - m, ab.im - cd.im);
+  storeTyped(y, n / 2 + m, u - w);
+  storeTyped(y, n / 2 - 1 - m, u + w);
 }
 
 template <class T>
 inline void length2(const T* x, T* y) {
   const T c = cosPi128<T>(16), s = sinPi128<T>(16);
-  const T x0 = x[0], x1 = x[1];
-  y[0] = c * x0 + s * x1;
-  y[1] = s * x0 - c * x1;
+  const T x0 = loadTyped(x, 0), x1 = loadTyped(x, 1);
+  storeTyped(y, 0, c * x0 + s * x1);
+  storeTyped(y, 1, s * x0 - c * x1);
 }
 
 // The one kernel with lifting steps: each rotation as three shears.
@@ -67,14 +68,14 @@ inline void length4(const T* x, T* y) {
     rb = b1;
   };
   T u0, t3, u1, t2;
-  lift(x[0], x[3], tan7Pi32<T>(), sinPi128<T>(56), u0, t3);
-  lift(x[1], x[2], tan5Pi32<T>(), sinPi128<T>(40), u1, t2);
+  lift(loadTyped(x, 0), loadTyped(x, 3), tan7Pi32<T>(), sinPi128<T>(56), u0, t3);
+  lift(loadTyped(x, 1), loadTyped(x, 2), tan5Pi32<T>(), sinPi128<T>(40), u1, t2);
   const T e = (t3 - t2) * kR<T>;
   const T f = (u0 + u1) * kR<T>;
-  y[0] = t3 + t2;
-  y[1] = e + f;
-  y[2] = e - f;
-  y[3] = u0 - u1;
+  storeTyped(y, 0, t3 + t2);
+  storeTyped(y, 1, e + f);
+  storeTyped(y, 2, e - f);
+  storeTyped(y, 3, u0 - u1);
 }
 
 template <class T>

@@ -344,7 +344,7 @@ zspStatus init(Env1** state, int32_t n, uint8_t* buffer) {
   if (state == nullptr || buffer == nullptr) return zspStsNullPtrErr;
   const int64_t misalignment = reinterpret_cast<int64_t>(buffer) % 32;
   Arena arena = reinterpret_cast<Arena>(buffer);
-  *arena = buffer + 2 * x3_zspgAlignSize32Bytes(1) - misalignment;
+  setCursor(arena, buffer + 2 * x3_zspgAlignSize32Bytes(1) - misalignment);
   Env1* root = take<Env1>(arena, kEnv1Bytes);
   root->h.size = kEnv1Bytes;
   root->h.arena = arena;

@@ -5,7 +5,7 @@
 
 #include <pmmintrin.h>
 
-#include <cstring>
+#include "core/any_address.h"
 
 namespace zsp::dft {
 
@@ -21,18 +21,10 @@ struct Aligned {
 };
 
 // Any address: two neighbouring single-precision samples per unaligned 16-byte move; each
-// double-precision sample moves as two 8-byte halves. The halves are written as
-// explicit instructions, since the compiler would otherwise fuse them into one unaligned 16-byte move.
+// double-precision sample moves as two 8-byte halves.
 struct Unaligned {
-  static ZSP_DFT_INLINE __m128d load(const double* p) {
-    __m128d v = _mm_load_sd(p);
-    __asm__("movhpd %1, %0" : "+x"(v) : "m"(p[1]));
-    return v;
-  }
-  static ZSP_DFT_INLINE void store(double* p, __m128d v) {
-    __asm__("movlpd %1, %0" : "=m"(p[0]) : "x"(v));
-    __asm__("movhpd %1, %0" : "=m"(p[1]) : "x"(v));
-  }
+  static ZSP_DFT_INLINE __m128d load(const double* p) { return loadHalves(p); }
+  static ZSP_DFT_INLINE void store(double* p, __m128d v) { storeHalves(p, v); }
   static ZSP_DFT_INLINE __m128 load(const float* p) { return _mm_loadu_ps(p); }
   static ZSP_DFT_INLINE void store(float* p, __m128 v) { _mm_storeu_ps(p, v); }
 };
@@ -40,14 +32,12 @@ struct Unaligned {
 // Part k of the interleaved array (2j real, 2j+1 imaginary part of sample j), at any address.
 template <class T>
 ZSP_DFT_INLINE T loadPart(const void* base, int k) {
-  T v;
-  std::memcpy(&v, static_cast<const unsigned char*>(base) + sizeof(T) * static_cast<unsigned>(k), sizeof(T));
-  return v;
+  return loadAt(static_cast<const T*>(base), k);
 }
 
 template <class T>
 ZSP_DFT_INLINE void storePart(void* base, int k, T v) {
-  std::memcpy(static_cast<unsigned char*>(base) + sizeof(T) * static_cast<unsigned>(k), &v, sizeof(T));
+  storeAt(static_cast<T*>(base), k, v);
 }
 
 }  // namespace zsp::dft

@@ -6,8 +6,7 @@
 #ifndef ZSPGEN_REAL_REAL_KERNEL_H
 #define ZSPGEN_REAL_REAL_KERNEL_H
 
-#include <cstring>
-
+#include "core/any_address.h"
 #include "core/contract.h"
 #include "zspgen.h"
 
@@ -15,17 +14,8 @@ namespace zsp::real {
 
 #define ZSP_REAL_INLINE inline __attribute__((always_inline))
 
-template <class T>
-ZSP_REAL_INLINE T loadAt(const T* p, int position) {
-  T v;
-  std::memcpy(&v, reinterpret_cast<const unsigned char*>(p) + sizeof(T) * static_cast<unsigned>(position), sizeof v);
-  return v;
-}
-
-template <class T>
-ZSP_REAL_INLINE void storeAt(T* p, int position, T v) {
-  std::memcpy(reinterpret_cast<unsigned char*>(p) + sizeof(T) * static_cast<unsigned>(position), &v, sizeof v);
-}
+using zsp::loadAt;
+using zsp::storeAt;
 
 // Pack: the values in their own order.
 template <int N>

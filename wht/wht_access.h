@@ -4,6 +4,8 @@
 
 #include <pmmintrin.h>
 
+#include "core/any_address.h"
+
 namespace zsp::wht {
 
 #define ZSP_INLINE inline __attribute__((always_inline))
@@ -32,18 +34,9 @@ struct Aligned {
 // 8-byte halves, low then high, so no double kernel makes an unaligned 16-byte access.
 struct Unaligned {
   static ZSP_INLINE __m128 load(const float* p) { return _mm_loadu_ps(p); }
-  // The halves are moved by explicit instructions: left to itself, the compiler fuses them into one
-  // unaligned 16-byte access.
-  static ZSP_INLINE __m128d load(const double* p) {
-    __m128d v = _mm_load_sd(p);
-    __asm__("movhpd %1, %0" : "+x"(v) : "m"(p[1]));
-    return v;
-  }
+  static ZSP_INLINE __m128d load(const double* p) { return loadHalves(p); }
   static ZSP_INLINE void store(float* p, __m128 v) { _mm_storeu_ps(p, v); }
-  static ZSP_INLINE void store(double* p, __m128d v) {
-    __asm__("movlpd %1, %0" : "=m"(p[0]) : "x"(v));
-    __asm__("movhpd %1, %0" : "=m"(p[1]) : "x"(v));
-  }
+  static ZSP_INLINE void store(double* p, __m128d v) { storeHalves(p, v); }
 };
 
 }  // namespace zsp::wht

@@ -137,7 +137,7 @@ std::string scalarBody(const Precision& p, int order) {
   const int n = 1 << order;
   Body b(p, p.scalar);
   std::vector<std::string> v;
-  for (int i = 0; i < n; ++i) v.push_back(b.def("in[" + std::to_string(i) + "]"));
+  for (int i = 0; i < n; ++i) v.push_back(b.def("loadTyped(in, " + std::to_string(i) + ")"));
   for (int bit = 0; bit < order; ++bit) {
     for (size_t i = 0; i < v.size(); ++i) {
       if (i & (1u << bit)) continue;
@@ -146,7 +146,7 @@ std::string scalarBody(const Precision& p, int order) {
       v[i + (1u << bit)] = b.def(a + " - " + c);
     }
   }
-  for (int i = 0; i < n; ++i) b.line("out[" + std::to_string(i) + "] = " + v[i] + " * s");
+  for (int i = 0; i < n; ++i) b.line("storeTyped(out, " + std::to_string(i) + ", " + v[i] + " * s)");
   std::ostringstream o;
   o << "template <> struct ScalarBody<" << order << ", " << p.scalar << "> {\n"
     << "  static ZSP_INLINE void run(const " << p.scalar << "* in, " << p.scalar << "* out, " << p.scalar
