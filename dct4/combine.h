@@ -76,23 +76,35 @@ constexpr int64_t combineOutputRow(int c, int64_t a, int64_t sub) {
 // own rows before they are complete, so those go through the detour too.
 constexpr int64_t kDirectCombineBytes = 32 * 1024;
 
+// The two ways a combining step stores its result vectors: through the cache, or past it. Named types
+// rather than lambdas, so that every caller of one (element type, split, store) shares one instance of
+// the step instead of compiling its own copy.
+struct AlignedStore {
+  template <class T>
+  ZSP_DCT4_INLINE void operator()(T* at, Vec<T> v) const { storeAligned(at, v); }
+};
+struct StreamingStore {
+  template <class T>
+  ZSP_DCT4_INLINE void operator()(T* at, Vec<T> v) const { storeStreaming(at, v); }
+};
+
 template <class T, int D2, class Store>
 void combineContiguousRows(const T* table, const CombineShape& shape, T* out, const T* in, int64_t outColumn,
                            int64_t residues, Store&& store) {
   constexpr int L = kLanes<T>;
   alignas(16) T results[D2][2][kMaxResidues];  // [c][re/im][residue]
   // The full block of residues is addressed with its width as a constant, as in the input bodies.
-  auto rowsOf = [&](auto width, auto direct) __attribute__((always_inline)) {
+  auto rowsOf = [&](auto width, auto direct) ZSP_DCT4_INLINE_LAMBDA {
     const int64_t n = width;
     for (int64_t a = 0; a < shape.rows; ++a) {
       const T* re = in + 2 * a * shape.inRow;
       for (int64_t r = 0; r < width; r += L)
         combineVector<T, D2>(
             table, a, shape.rows,
-            [&](int j) __attribute__((always_inline)) {
+            [&](int j) ZSP_DCT4_INLINE_LAMBDA {
               return CV<T>{loadAligned(re + j * width + r), loadAligned(re + shape.inRow + j * width + r)};
             },
-            [&](int c, CV<T> v) __attribute__((always_inline)) {
+            [&](int c, CV<T> v) ZSP_DCT4_INLINE_LAMBDA {
               if constexpr (direct) {
                 T* toRe = out + 2 * combineOutputRow<D2>(c, a, shape.sub) * shape.outRow + outColumn + r;
                 store(toRe, v.re);
@@ -111,7 +123,7 @@ void combineContiguousRows(const T* table, const CombineShape& shape, T* out, co
       }
     }
   };
-  auto withWidth = [&](auto direct) __attribute__((always_inline)) {
+  auto withWidth = [&](auto direct) ZSP_DCT4_INLINE_LAMBDA {
     if (residues == kMaxResidues) rowsOf(std::integral_constant<int64_t, kMaxResidues>{}, direct);
     else rowsOf(residues, direct);
   };
@@ -139,8 +151,7 @@ void combineRows(const T* table, const CombineShape& shape, T* out, const T* in,
   // When the sub-transforms of a row lie one after the other, as the residues of a compact block or of
   // a level of at most R columns do, the row is one contiguous run and is read where it is.
   if (shape.inStep == allResidues && allResidues <= R) {
-    combineContiguousRows<T, D2>(table, shape, out, in + inColumn, outColumn, allResidues,
-                                 [](T* at, Vec<T> v) __attribute__((always_inline)) { storeAligned(at, v); });
+    combineContiguousRows<T, D2>(table, shape, out, in + inColumn, outColumn, allResidues, AlignedStore{});
     return;
   }
   for (int64_t a = 0; a < shape.rows; ++a)
@@ -154,10 +165,10 @@ void combineRows(const T* table, const CombineShape& shape, T* out, const T* in,
       for (int64_t r = 0; r < residues; r += L)
         combineVector<T, D2>(
             table, a, shape.rows,
-            [&](int j) __attribute__((always_inline)) {
+            [&](int j) ZSP_DCT4_INLINE_LAMBDA {
               return CV<T>{loadAligned(&staged[0][j][r]), loadAligned(&staged[1][j][r])};
             },
-            [&](int c, CV<T> v) __attribute__((always_inline)) {
+            [&](int c, CV<T> v) ZSP_DCT4_INLINE_LAMBDA {
               storeAligned(&results[c][0][r], v.re);
               storeAligned(&results[c][1][r], c < D2 / 2 ? v.im : -v.im);
             });

@@ -63,10 +63,10 @@ void combineIntoOutput(const Env8* c8, const T* in, const Env4* e4, T* staging, 
           }
           combineVector<T, D2>(
               combineTable, a, rows,
-              [&](int j) __attribute__((always_inline)) {
+              [&](int j) ZSP_DCT4_INLINE_LAMBDA {
                 return CV<T>{loadAligned(re + j * D + r), loadAligned(re + inRow + j * D + r)};
               },
-              [&](int c, CV<T> v) __attribute__((always_inline)) {
+              [&](int c, CV<T> v) ZSP_DCT4_INLINE_LAMBDA {
                 T* to = (c < D2 / 2 ? lower : upper) + c * outputStride + r;
                 storeAligned(to, v.re);
                 storeAligned(to + D, c < D2 / 2 ? v.im : -v.im);

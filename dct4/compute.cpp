@@ -130,12 +130,8 @@ void compactLevel(const Chain& c, int i, const T* x, int64_t offset, int64_t fol
   }
   withSplit(c.steps[i]->tag, [&]<int D2>() {
     const T* table = static_cast<const T*>(c.steps[i]->table);
-    if (streamOut)
-      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
-                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(at, v); });
-    else
-      combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues,
-                                   [](T* at, Vec<T> v) __attribute__((always_inline)) { storeAligned(at, v); });
+    if (streamOut) combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues, StreamingStore{});
+    else combineContiguousRows<T, D2>(table, shape, out, block, outColumn, residues, AlignedStore{});
   });
 }
 
@@ -250,8 +246,8 @@ bool combinedOutputTransform(const Env1* state, const Env5* input, const Env4* o
   withSplit(last->tag, [&]<int D2>() {
     // When every run of stores fills whole cache lines, the runs bypass the cache, since nothing reads
     // them back during the transform and y need not be fetched first.
-    auto streaming = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeStreaming(y + at, v); };
-    auto plain = [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); };
+    auto streaming = [&](int64_t at, Vec<T> v) ZSP_DCT4_INLINE_LAMBDA { storeStreaming(y + at, v); };
+    auto plain = [&](int64_t at, Vec<T> v) ZSP_DCT4_INLINE_LAMBDA { storeUnaligned(y + at, v); };
     if (!lineRuns)
       combineIntoOutput<T, D2, 32, kOutputRun>(last, in, output, staging, plain);
     else if (longRuns)

@@ -19,8 +19,18 @@
 
 namespace zsp::dct4::kernel {
 
-// The pieces of a body are inlined into it, so the values of a body stay in registers.
+// The pieces of a body are inlined into it, so the values of a body stay in registers; so are the
+// lambdas that pass loads and stores into the shared loops. Instrumented builds (the sanitizers) keep the
+// pieces as functions of their own instead: inlined, every instrumented body grows so large that the
+// compiler takes the better part of an hour over this family. Separate functions run the same operations
+// in the same order, so the results keep their bits.
+#ifdef ZSPGEN_INSTRUMENTED
+#define ZSP_DCT4_INLINE __attribute__((noinline)) inline
+#define ZSP_DCT4_INLINE_LAMBDA
+#else
 #define ZSP_DCT4_INLINE __attribute__((always_inline)) inline
+#define ZSP_DCT4_INLINE_LAMBDA __attribute__((always_inline))
+#endif
 
 template <class T> struct VecOf;
 template <> struct VecOf<float> { typedef float type __attribute__((vector_size(16))); };
@@ -131,7 +141,7 @@ ZSP_DCT4_INLINE void dft(CV<T>* x) {
         for (int p = 0; p < 4; ++p) part[p][j] = x[4 * j + p];
 #pragma GCC unroll 64
       for (int p = 0; p < 4; ++p) dft<T, Q>(part[p]);
-      unroll<0, Q>([&]<int k>() __attribute__((always_inline)) {
+      unroll<0, Q>([&]<int k>() ZSP_DCT4_INLINE_LAMBDA {
         const CV<T> a = part[0][k];
         const CV<T> b = rotate<T, 256 * k / M>(part[1][k]);
         const CV<T> c = rotate<T, 512 * k / M>(part[2][k]);
@@ -164,11 +174,11 @@ ZSP_DCT4_INLINE void oddBody(const Vec<T>* u, Vec<T>* re, Vec<T>* im) {
       p[j] = {u[j] + g, h + u[j + 2 * M]};
       q[j] = {u[j] - g, h - u[j + 2 * M]};
     }
-    unroll<1, M>([&]<int j>() __attribute__((always_inline)) {
+    unroll<1, M>([&]<int j>() ZSP_DCT4_INLINE_LAMBDA {
       p[j] = rotate<T, 128 * j / S>(p[j]);
       q[j] = rotate<T, 384 * j / S>(q[j]);
     });
-    auto put = [&](int index, CV<T> v) __attribute__((always_inline)) {
+    auto put = [&](int index, CV<T> v) ZSP_DCT4_INLINE_LAMBDA {
       if (index < S / 2) re[index] = v.re, im[index] = v.im;
       else re[S - 1 - index] = v.re, im[S - 1 - index] = -v.im;
     };
@@ -224,7 +234,7 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
   // case: the rows are then fixed displacements that need no registers of their own, and the copies
   // are straight runs of loads and stores instead of short loops. (The copies count to `n`, a plain
   // integer: with the lambda's own parameter as the bound, GCC ignores the unroll request.)
-  auto bodies = [&](auto width) __attribute__((always_inline)) {
+  auto bodies = [&](auto width) ZSP_DCT4_INLINE_LAMBDA {
     const int64_t n = width;
     for (int j = 0; j < S / 2; ++j) {
       const T* from = x + offset + j * stride;
@@ -240,7 +250,7 @@ void inputRows(const T* x, int64_t offset, int64_t base, int64_t stride, T* out,
       if (nextOffset != 0) requestLines(from - nextOffset - n + L, n + L);
     }
     // Output row a of batch b goes to dst + a * dstRow + L * b.
-    auto batchesInto = [&](T* dst, auto dstRow) __attribute__((always_inline)) {
+    auto batchesInto = [&](T* dst, auto dstRow) ZSP_DCT4_INLINE_LAMBDA {
       for (int32_t b = 0; b < batches; ++b) {
         Vec<T> u[S], re[S / 2], im[S / 2];
 #pragma GCC unroll 64
@@ -276,7 +286,7 @@ ZSP_DCT4_INLINE void fold(const CV<T>* l, CV<T>* terminal) {
     terminal[0] = l[0];
   } else {
     CV<T> u[M / 2], d[M / 2];
-    unroll<0, M / 2>([&]<int i>() __attribute__((always_inline)) {
+    unroll<0, M / 2>([&]<int i>() ZSP_DCT4_INLINE_LAMBDA {
       const CV<T> a = l[i], b = l[M - 1 - i];
       u[i] = {a.re + b.re, a.im - b.im};
       d[i] = rotate<T, (2 * i + 1) * 64 / M>(CV<T>{a.re - b.re, a.im + b.im});
@@ -340,7 +350,7 @@ template <class T>
 ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal) {
   constexpr int D = 32;
   CV<T> lists[4][8];  // uu, ud, du, dd of the first paired levels
-  unroll<0, 8>([&]<int i>() __attribute__((always_inline)) {
+  unroll<0, 8>([&]<int i>() ZSP_DCT4_INLINE_LAMBDA {
     CV<T> z[D];  // only the quad's four residues are set
     z[i] = twiddledResidue<T, D, i>(table, rows);
     z[D - 1 - i] = twiddledResidue<T, D, D - 1 - i>(table, rows);
@@ -348,11 +358,11 @@ ZSP_DCT4_INLINE void outputTurn32(const T* table, const T* rows, CV<T>* terminal
     z[D / 2 - 1 - i] = twiddledResidue<T, D, D / 2 - 1 - i>(table, rows);
     foldQuad<T, D, i>(z, lists[0][i], lists[1][i], lists[2][i], lists[3][i]);
   });
-  unroll<0, 4>([&]<int list>() __attribute__((always_inline)) {
+  unroll<0, 4>([&]<int list>() ZSP_DCT4_INLINE_LAMBDA {
     CV<T> half[2][4];  // [quad of the second paired levels][list it makes]
     foldQuad<T, 8, 0>(lists[list], half[0][0], half[0][1], half[0][2], half[0][3]);
     foldQuad<T, 8, 1>(lists[list], half[1][0], half[1][1], half[1][2], half[1][3]);
-    unroll<0, 4>([&]<int j>() __attribute__((always_inline)) {
+    unroll<0, 4>([&]<int j>() ZSP_DCT4_INLINE_LAMBDA {
       const CV<T> pair[2] = {half[0][j], half[1][j]};
       fold<T, 2>(pair, terminal + 2 * (4 * list + j));
     });
@@ -367,7 +377,7 @@ ZSP_DCT4_INLINE void outputTurn(const T* table, const T* rows, CV<T>* terminal) 
     outputTurn32<T>(table, rows, terminal);
   } else {
     CV<T> z[D];
-    unroll<0, D>([&]<int q>() __attribute__((always_inline)) {  // in the table's order
+    unroll<0, D>([&]<int q>() ZSP_DCT4_INLINE_LAMBDA {  // in the table's order
       constexpr int r = outputTablePair(D, 2 * q) / 2;
       z[r] = twiddledResidue<T, D, r>(table, rows);
     });
@@ -415,7 +425,7 @@ ZSP_DCT4_INLINE void outputTurns(const T* table, const T* rows, int64_t i0, int6
       storeAligned(&staged[t][1][(G - 1 - g) * L], reversed<T>(terminal[t].im));
     }
   }
-  unroll<0, D>([&]<int t>() __attribute__((always_inline)) {
+  unroll<0, D>([&]<int t>() ZSP_DCT4_INLINE_LAMBDA {
     const int64_t k = int64_t{L} * i0 + s * bitReverse(t, log2Of(D));
     for (int p = 0; p < G * L; p += L) {
       store(k + p, loadAligned(&staged[t][0][p]));
@@ -433,7 +443,7 @@ void outputStageGathered(const Env4* e, T* y, const T* work) {
   const int64_t s = e->subLength, mirrorBase = int64_t{e->foldBase} - s * D;
   for (int32_t i0 = 0; i0 < e->vectors; i0 += G)
     outputTurns<T, D, G>(table + int64_t{2} * D * L * i0, work + int64_t{2} * D * L * i0, i0, s, mirrorBase,
-                         [&](int64_t at, Vec<T> v) __attribute__((always_inline)) { storeUnaligned(y + at, v); });
+                         [&](int64_t at, Vec<T> v) ZSP_DCT4_INLINE_LAMBDA { storeUnaligned(y + at, v); });
 }
 
 }  // namespace zsp::dct4::kernel
