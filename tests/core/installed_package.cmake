@@ -30,7 +30,9 @@ run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 file(RENAME ${manifest} ${WORK_DIR}/scratch_manifest.txt)
 restore_manifest()
 
-run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build -G Ninja -DCMAKE_PREFIX_PATH=${prefix}
+    -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} "-DCMAKE_C_FLAGS=${FLAGS}"
+    "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 foreach(program consumer_c89 consumer_cxx17)
   run(${WORK_DIR}/cmake-build/${program})
@@ -46,8 +48,10 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 run(pkg-config --variable=libdir zspgen)
 string(STRIP "${last_output}" libdir)
 set(strict -Wall -Wextra -pedantic-errors -Werror)
-run(cc -std=c89 ${strict} ${CONSUMER_DIR}/main.c ${flags} -Wl,-rpath,${libdir} -o ${WORK_DIR}/c89-pc)
-run(c++ -std=c++17 ${strict} -pthread ${CONSUMER_DIR}/main.cpp ${flags} -Wl,-rpath,${libdir} -o ${WORK_DIR}/cxx17-pc)
+separate_arguments(instrument UNIX_COMMAND "${LINK_FLAGS}")
+run(${C_COMPILER} -std=c89 ${strict} ${instrument} ${CONSUMER_DIR}/main.c ${flags} -Wl,-rpath,${libdir} -o ${WORK_DIR}/c89-pc)
+run(${CXX_COMPILER} -std=c++17 ${strict} ${instrument} -pthread ${CONSUMER_DIR}/main.cpp ${flags} -Wl,-rpath,${libdir}
+    -o ${WORK_DIR}/cxx17-pc)
 unset(ENV{LD_LIBRARY_PATH})
 foreach(program c89-pc cxx17-pc)
   run(${WORK_DIR}/${program})

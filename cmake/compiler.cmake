@@ -1,0 +1,57 @@
+# What differs between the two compilers the project builds with, gcc and clang, and the instrumented
+# builds of scripts/harden.sh.
+#
+# ZSPGEN_SANITIZE names the sanitizers as -fsanitize takes them ("address,undefined", "thread"); every
+# target of the project is then compiled and linked with them, stopping at the first report.
+# ZSPGEN_FUZZ (clang only) builds the fuzz targets of tests/fuzz; the library is then compiled with the
+# coverage instrumentation that libFuzzer steers by.
+set(ZSPGEN_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize takes them; empty for none")
+option(ZSPGEN_FUZZ "Build the libFuzzer targets (clang)" OFF)
+
+set(ZSPGEN_IS_GCC $<CXX_COMPILER_ID:GNU>)
+set(ZSPGEN_INSTRUMENT_FLAGS)
+if(ZSPGEN_SANITIZE)
+  list(APPEND ZSPGEN_INSTRUMENT_FLAGS -fsanitize=${ZSPGEN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+endif()
+if(ZSPGEN_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "ZSPGEN_FUZZ needs clang (libFuzzer): configure with CMAKE_CXX_COMPILER=clang++")
+  endif()
+  list(APPEND ZSPGEN_INSTRUMENT_FLAGS -fsanitize=fuzzer-no-link)
+endif()
+set(ZSPGEN_INSTRUMENTED OFF)
+if(ZSPGEN_INSTRUMENT_FLAGS)
+  set(ZSPGEN_INSTRUMENTED ON)
+  add_compile_options(${ZSPGEN_INSTRUMENT_FLAGS} -g1)
+  add_compile_definitions(ZSPGEN_INSTRUMENTED)
+  # clang links the C++ part of the sanitizer runtimes only into programs it links as C++; the demo and
+  # the C consumer are C programs that load instrumented C++.
+  set(ZSPGEN_INSTRUMENT_LINK_FLAGS ${ZSPGEN_INSTRUMENT_FLAGS})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    list(APPEND ZSPGEN_INSTRUMENT_LINK_FLAGS -fsanitize-link-c++-runtime -lstdc++)
+  endif()
+  add_link_options(${ZSPGEN_INSTRUMENT_LINK_FLAGS})
+endif()
+
+# clang links a shared library against its sanitizer runtime only through the executable that loads
+# it, so the library's own link cannot insist that every symbol be resolved.
+set(ZSPGEN_NO_UNDEFINED $<$<NOT:$<AND:$<CXX_COMPILER_ID:Clang>,$<BOOL:${ZSPGEN_INSTRUMENTED}>>>:-Wl,--no-undefined>)
+
+# clang finds the quad-precision math header of gcc's installation only when shown the way; the
+# generators and the tests' references need it. Only that header (and the one it includes) is made
+# visible, not gcc's other headers, which would shadow clang's own intrinsics.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  include(CheckIncludeFileCXX)
+  check_include_file_cxx(quadmath.h ZSPGEN_HAS_QUADMATH_HEADER)
+  if(NOT ZSPGEN_HAS_QUADMATH_HEADER)
+    execute_process(COMMAND gcc -print-file-name=include OUTPUT_VARIABLE gcc_include OUTPUT_STRIP_TRAILING_WHITESPACE)
+    set(quad_dir ${CMAKE_BINARY_DIR}/quadmath-include)
+    foreach(header quadmath.h quadmath_weak.h)
+      if(NOT EXISTS ${gcc_include}/${header})
+        message(FATAL_ERROR "quadmath.h: not found in gcc's ${gcc_include}; install gcc's libquadmath headers")
+      endif()
+      file(COPY ${gcc_include}/${header} DESTINATION ${quad_dir})
+    endforeach()
+    include_directories(SYSTEM ${quad_dir})
+  endif()
+endif()
