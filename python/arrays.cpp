@@ -49,9 +49,10 @@ Precision precisionOf(const py::array& a, bool realOnly, const char* name) {
   if (kind == 'c' && !realOnly && (size == 8 || size == 16)) return size == 8 ? Precision::single : Precision::twice;
   if (kind == 'f' && size <= 8) return size <= 4 ? Precision::single : Precision::twice;
   if (kind == 'i' || kind == 'u' || kind == 'b') return Precision::twice;
-  if (kind == 'c' && realOnly) failWithDtype(name, "dtype " + dtypeName(a) + " is complex; this transform takes real samples");
-  failWithDtype(name, "dtype " + dtypeName(a) + (realOnly ? ": takes float32 or float64 (or integers, float16)"
-                                                          : ": takes complex64, complex128 or real numbers of at most 64 bits"));
+  const std::string given = "dtype " + dtypeName(a);
+  if (kind == 'c' && realOnly) failWithDtype(name, given + " is complex; this transform takes real samples");
+  failWithDtype(name, given + (realOnly ? ": takes float32 or float64 (or integers, float16)"
+                                        : ": takes complex64, complex128 or real numbers of at most 64 bits"));
 }
 
 py::ssize_t lastLength(const py::array& a, const char* name) {
@@ -61,8 +62,8 @@ py::ssize_t lastLength(const py::array& a, const char* name) {
 
 int servedLength(py::ssize_t length, int lo, int hi, const char* name) {
   if (length < lo || length > hi)
-    failWithStatus(zspStsSizeErr, name,
-                   "length " + std::to_string(length) + ", served are " + std::to_string(lo) + ".." + std::to_string(hi));
+    failWithStatus(zspStsSizeErr, name, "length " + std::to_string(length) + ", served are " + std::to_string(lo) +
+                                            ".." + std::to_string(hi));
   return static_cast<int>(length);
 }
 

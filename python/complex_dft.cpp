@@ -28,7 +28,8 @@ py::array complexDft(Direction direction, py::handle x, py::handle norm, py::han
 
 void addComplexDft(py::module_& m) {
   m.def(
-      "fft", [](py::handle x, py::handle norm, py::handle out) { return complexDft(Direction::forward, x, norm, out); },
+      "fft",
+      [](py::handle x, py::handle norm, py::handle out) { return complexDft(Direction::forward, x, norm, out); },
       py::arg("x"), py::kw_only(), py::arg("norm") = py::none(), py::arg("out") = py::none(),
       R"(Forward DFT over the last axis, of length 2..64: y[k] = sum of x[n] exp(-2 pi i n k / N).
 
@@ -37,7 +38,8 @@ else real or complex in double precision into complex128. norm is numpy's: None 
 (unscaled), "ortho" (1/sqrt(N)), "forward" (1/N). out: a complex array of the result's shape and
 dtype whose last axis is contiguous; it may be x itself.)");
   m.def(
-      "ifft", [](py::handle x, py::handle norm, py::handle out) { return complexDft(Direction::inverse, x, norm, out); },
+      "ifft",
+      [](py::handle x, py::handle norm, py::handle out) { return complexDft(Direction::inverse, x, norm, out); },
       py::arg("x"), py::kw_only(), py::arg("norm") = py::none(), py::arg("out") = py::none(),
       R"(Inverse DFT over the last axis, of length 2..64: y[n] = s * sum of x[k] exp(+2 pi i n k / N), with
 s = 1/N for norm None or "backward", 1/sqrt(N) for "ortho", 1 for "forward". Dtypes and out as fft.)");

@@ -67,10 +67,11 @@ class Dct4 {
   py::array operator()(py::handle x, py::handle out) {
     const py::array a = asArray(x, "x");
     if (precisionOf(a, true, "x") == Precision::twice && precision == Precision::single)
-      failWithDtype("x", "dtype " + py::str(a.dtype()).cast<std::string>() + " would lose precision in a float32 DCT4");
+      failWithDtype("x", "dtype " + py::str(a.dtype()).cast<std::string>() + " loses precision in a float32 DCT4");
     const py::ssize_t length = lastLength(a, "x");
     if (length != n)
-      failWithStatus(zspStsSizeErr, "x", "length " + std::to_string(length) + ", this DCT4 has length " + std::to_string(n));
+      failWithStatus(zspStsSizeErr, "x",
+                     "length " + std::to_string(length) + ", this DCT4 has length " + std::to_string(n));
     return withPrecision(precision, [&]<class T>() {
       py::array result = resultArray(out, shapeOf(a), Samples<T>::real);
       const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result);
@@ -81,7 +82,8 @@ class Dct4 {
   }
 
   std::string repr() const {
-    return "zspgen.DCT4(" + std::to_string(n) + ", numpy." + (precision == Precision::single ? "float32" : "float64") + ")";
+    const char* type = precision == Precision::single ? "float32" : "float64";
+    return "zspgen.DCT4(" + std::to_string(n) + ", numpy." + type + ")";
   }
 
   const Precision precision;
@@ -92,7 +94,8 @@ class Dct4 {
     const std::lock_guard<std::mutex> lock(mutex_);
     DCT4Spec*& state = states_[std::this_thread::get_id()];
     if (!state) {
-      const zspStatus status = withPrecision(precision, [&]<class T>() { return Dct4Calls<T>::initAlloc(&state, n); });
+      const zspStatus status =
+          withPrecision(precision, [&]<class T>() { return Dct4Calls<T>::initAlloc(&state, n); });
       if (status != zspStsNoErr) {  // the length was checked: only the allocation can fail
         states_.erase(std::this_thread::get_id());
         throw std::bad_alloc();

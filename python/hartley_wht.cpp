@@ -42,8 +42,8 @@ py::array walshHadamard(py::handle x, py::handle norm, py::handle out) {
     const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result);
     // One work buffer for all rows of the call (orders 8..13), so that no row allocates its own.
     const int bytes = whtBufferBytes<T>(order);
-    const std::unique_ptr<void, decltype(&std::free)> buffer(bytes ? std::aligned_alloc(16, (bytes + 15) / 16 * 16) : nullptr,
-                                                             &std::free);
+    const std::unique_ptr<void, decltype(&std::free)> buffer(
+        bytes ? std::aligned_alloc(16, (bytes + 15) / 16 * 16) : nullptr, &std::free);
     if (bytes && !buffer) throw std::bad_alloc();
     Zsp8u* const work = static_cast<Zsp8u*>(buffer.get());
     const WhtKernel<T> kernel = whtKernel<T>(order);

@@ -23,21 +23,16 @@ const Kernel<Zsp32fc> dftInv32[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_CToC,
 const Kernel<Zsp64fc> dftFwd64[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_CToC, 64fc)};
 const Kernel<Zsp64fc> dftInv64[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_CToC, 64fc)};
 
-// Indexed by [direction][packing].
-const Kernel<Zsp32f> real32[2][3][kMaxLength - kMinLength + 1] = {
-    {{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToCCS, 32f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPack, 32f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPerm, 32f)}},
-    {{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_CCSToR, 32f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PackToR, 32f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PermToR, 32f)}}};
-const Kernel<Zsp64f> real64[2][3][kMaxLength - kMinLength + 1] = {
-    {{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToCCS, 64f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPack, 64f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPerm, 64f)}},
-    {{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_CCSToR, 64f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PackToR, 64f)},
-     {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PermToR, 64f)}}};
+// Indexed by [direction][packing][n - 2].
+#define ZSPPY_REAL_TABLE(type)                                  \
+  {{{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToCCS, type)},     \
+    {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPack, type)},    \
+    {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTFwd_RToPerm, type)}},   \
+   {{ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_CCSToR, type)},     \
+    {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PackToR, type)},    \
+    {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgDFTInv_PermToR, type)}}}
+const Kernel<Zsp32f> real32[2][3][kMaxLength - kMinLength + 1] = ZSPPY_REAL_TABLE(32f);
+const Kernel<Zsp64f> real64[2][3][kMaxLength - kMinLength + 1] = ZSPPY_REAL_TABLE(64f);
 
 const Kernel<Zsp32f> hartley32[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgHartley, 32f)};
 const Kernel<Zsp64f> hartley64[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgHartley, 64f)};
@@ -45,6 +40,7 @@ const Kernel<Zsp64f> hartley64[] = {ZSPPY_LENGTHS(ZSPPY_KERNEL, zspgHartley, 64f
 const WhtKernel<Zsp32f> wht32[] = {ZSPPY_WHT_ORDERS(ZSPPY_KERNEL, zspgWHT, 32f)};
 const WhtKernel<Zsp64f> wht64[] = {ZSPPY_WHT_ORDERS(ZSPPY_KERNEL, zspgWHT, 64f)};
 
+#undef ZSPPY_REAL_TABLE
 #undef ZSPPY_KERNEL
 #undef ZSPPY_WHT_ORDERS
 #undef ZSPPY_LENGTHS

@@ -18,7 +18,8 @@ py::array forwardRealDft(py::handle x, const std::string& format, py::handle nor
   const Zsp32s hint = hintFor(norm, Directed::yes);
   return withPrecision(precision, [&]<class T>() {
     const bool ccs = packing == Packing::ccs;
-    py::array result = resultArray(out, shapeOf(a, ccs ? n / 2 + 1 : n), ccs ? Samples<T>::complex : Samples<T>::real);
+    py::array result =
+        resultArray(out, shapeOf(a, ccs ? n / 2 + 1 : n), ccs ? Samples<T>::complex : Samples<T>::real);
     const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result);
     const Kernel<T> kernel = realDftKernel<T>(Direction::forward, packing, n);
     transformRows<T, T>(in, result, [&](const T* src, T* dst) { return kernel(src, dst, hint); });
