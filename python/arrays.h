@@ -72,20 +72,24 @@ struct RowWalk {
 };
 RowWalk rowWalk(const py::array& in, py::array& out);
 
-// Calls row(src, dst) for every row, outermost axis first. No Python object is touched.
-template <class Row>
-void forEachRow(const RowWalk& w, Row&& row) {
+// A run of rows along the innermost leading axis: the first row of each array and the steps between rows.
+struct RowRun {
+  const char* src;
+  char* dst;
+  py::ssize_t count, srcStep, dstStep;
+};
+
+// Calls run(RowRun) for every run of rows, outermost axis first. No Python object is touched.
+template <class Run>
+void forEachRun(const RowWalk& w, Run&& run) {
   const size_t depth = w.counts.size();
   for (py::ssize_t c : w.counts)
     if (c == 0) return;
   std::vector<py::ssize_t> index(depth, 0);
   const char* src = w.src;
   char* dst = w.dst;
-  const py::ssize_t inner = w.counts[depth - 1], srcStep = w.srcStrides[depth - 1], dstStep = w.dstStrides[depth - 1];
   for (;;) {
-    const char* s = src;
-    char* d = dst;
-    for (py::ssize_t i = 0; i < inner; ++i, s += srcStep, d += dstStep) row(s, d);
+    run(RowRun{src, dst, w.counts[depth - 1], w.srcStrides[depth - 1], w.dstStrides[depth - 1]});
     // The next combination of the outer axes, last one fastest.
     size_t axis = depth - 1;
     for (;;) {

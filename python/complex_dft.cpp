@@ -19,7 +19,7 @@ py::array complexDft(Direction direction, py::handle x, py::handle norm, py::han
     py::array result = resultArray(out, shapeOf(a), Samples<T>::complex);
     const py::array in = apartFrom(rowsIn(a, Samples<T>::complex), result);
     const Kernel<S> kernel = complexDftKernel<S>(direction, n);
-    transformRows<S, S>(in, result, [&](const S* src, S* dst) { return kernel(src, dst, hint); });
+    transformRows<S, S>(in, result, [&](const S* src, S* dst) { return kernel(src, dst, hint); }, Routes::two);
     return result;
   });
 }

@@ -57,3 +57,11 @@ def test_any_leading_shape_and_layout(shape, n, dtype, layout, seed):
     assert y.shape == x.shape and y.dtype == dtype
     assert np.array_equal(y, zspgen.fft(x))
     assert peak_error(y, np.fft.fft(x.astype(np.complex128))) <= BOUNDS[REAL[dtype]]["dft"]
+
+
+@pytest.mark.parametrize("n", [3, 47])
+def test_many_rows_of_odd_complex64_each_land_in_place(n):
+    # rows of odd length alternate in alignment, and are taken grouped by it in blocks
+    x = random_rows((150, n), np.complex64, seed=n)
+    y = zspgen.fft(x)
+    assert all(np.array_equal(y[i], zspgen.fft(x[i])) for i in range(len(x)))
