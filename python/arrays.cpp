@@ -46,9 +46,9 @@ py::array asArray(py::handle x, const char* name) {
 Precision precisionOf(const py::array& a, bool realOnly, const char* name) {
   const char kind = a.dtype().kind();
   const py::ssize_t size = a.itemsize();
-  if (kind == 'c' && !realOnly && (size == 8 || size == 16)) return size == 8 ? Precision::single : Precision::twice;
-  if (kind == 'f' && size <= 8) return size <= 4 ? Precision::single : Precision::twice;
-  if (kind == 'i' || kind == 'u' || kind == 'b') return Precision::twice;
+  if (kind == 'c' && !realOnly && (size == 8 || size == 16)) return size == 8 ? Precision::f32 : Precision::f64;
+  if (kind == 'f' && size <= 8) return size <= 4 ? Precision::f32 : Precision::f64;
+  if (kind == 'i' || kind == 'u' || kind == 'b') return Precision::f64;
   const std::string given = "dtype " + dtypeName(a);
   if (kind == 'c' && realOnly) failWithDtype(name, given + " is complex; this transform takes real samples");
   failWithDtype(name, given + (realOnly ? ": takes float32 or float64 (or integers, float16)"

@@ -15,7 +15,7 @@ namespace zsppy {
 
 namespace py = pybind11;
 
-enum class Precision { single, twice };
+enum class Precision { f32, f64 };
 
 // The sample types of a precision.
 template <class T> struct Samples;
@@ -32,7 +32,7 @@ template <> struct Samples<Zsp64f> {
 
 // Calls body.template operator()<Zsp32f>() or <Zsp64f>(), as the precision says.
 template <class Body> auto withPrecision(Precision p, Body&& body) {
-  return p == Precision::single ? body.template operator()<Zsp32f>() : body.template operator()<Zsp64f>();
+  return p == Precision::f32 ? body.template operator()<Zsp32f>() : body.template operator()<Zsp64f>();
 }
 
 // `x` as a numpy array (lists and scalars too), without copying an array.

@@ -36,7 +36,7 @@ Precision dct4Precision(py::handle dtype) {
     failWithDtype("dtype", "not a numpy dtype");
   }
   if (type.kind() == 'f' && (type.itemsize() == 4 || type.itemsize() == 8))
-    return type.itemsize() == 4 ? Precision::single : Precision::twice;
+    return type.itemsize() == 4 ? Precision::f32 : Precision::f64;
   failWithDtype("dtype", py::str(type).cast<std::string>() + "; takes float32 or float64");
 }
 
@@ -45,7 +45,7 @@ Precision dct4Precision(py::handle dtype) {
 int dct4Length(py::handle length, Precision precision) {
   if (!PyIndex_Check(length.ptr())) failWithDtype("n", "must be an integer");
   const py::ssize_t n = length.cast<py::ssize_t>();
-  const int maxOrder = precision == Precision::single ? Dct4Calls<Zsp32f>::maxOrder : Dct4Calls<Zsp64f>::maxOrder;
+  const int maxOrder = precision == Precision::f32 ? Dct4Calls<Zsp32f>::maxOrder : Dct4Calls<Zsp64f>::maxOrder;
   for (int order = 1; order <= maxOrder; ++order)
     if (n == py::ssize_t(1) << order) return static_cast<int>(n);
   failWithStatus(zspStsSizeErr, "n",
@@ -66,7 +66,7 @@ class Dct4 {
 
   py::array operator()(py::handle x, py::handle out) {
     const py::array a = asArray(x, "x");
-    if (precisionOf(a, true, "x") == Precision::twice && precision == Precision::single)
+    if (precisionOf(a, true, "x") == Precision::f64 && precision == Precision::f32)
       failWithDtype("x", "dtype " + py::str(a.dtype()).cast<std::string>() + " loses precision in a float32 DCT4");
     const py::ssize_t length = lastLength(a, "x");
     if (length != n)
@@ -82,7 +82,7 @@ class Dct4 {
   }
 
   std::string repr() const {
-    const char* type = precision == Precision::single ? "float32" : "float64";
+    const char* type = precision == Precision::f32 ? "float32" : "float64";
     return "zspgen.DCT4(" + std::to_string(n) + ", numpy." + type + ")";
   }
 
@@ -123,7 +123,7 @@ of its own, kept until the object goes.)")
            "The DCT-IV of each row of x (last axis); out as fft's.")
       .def_property_readonly("n", [](const Dct4& d) { return d.n; })
       .def_property_readonly("dtype", [](const Dct4& d) {
-        return py::dtype(d.precision == Precision::single ? "float32" : "float64");
+        return py::dtype(d.precision == Precision::f32 ? "float32" : "float64");
       })
       .def("__repr__", &Dct4::repr);
 }
