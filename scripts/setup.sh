@@ -6,7 +6,11 @@
 set -euo pipefail
 
 # libfftw3-dev only serves the benchmarks against FFTW; the build skips them without it.
-packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev pkg-config binutils libfftw3-dev)
+# The Python module and its tests are built for Debian's /usr/bin/python3: pybind11, numpy, scipy,
+# pytest and hypothesis; matplotlib draws the benchmarks' plots.
+packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev pkg-config binutils libfftw3-dev
+  python3-dev pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest python3-hypothesis
+  python3-matplotlib)
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
   echo "setup: not a Debian system; make sure the equivalents of these are installed: ${packages[*]}" >&2

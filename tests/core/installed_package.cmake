@@ -1,6 +1,7 @@
 # Installs the build into a scratch prefix and builds the consumer programs (C89 and C++17) against it
 # twice, as the README says: through find_package(zspgen 8), and through pkg-config with the run path
-# line. All four programs must run and succeed. Then the uninstall step must leave no file behind.
+# line. All four programs must run and succeed, and so must the Python module when PYTHON is given.
+# Then the uninstall step must leave no file behind.
 # The build tree's own install manifest (of a real installation) is kept as it was.
 set(prefix ${WORK_DIR}/prefix)
 set(manifest ${BUILD_DIR}/install_manifest.txt)
@@ -57,6 +58,13 @@ foreach(program c89-pc cxx17-pc)
   run(${WORK_DIR}/${program})
   message(STATUS "pkg-config, ${program}:\n${last_output}")
 endforeach()
+
+# The Python module, when it is built: from the installation alone, with the library beside it.
+if(PYTHON)
+  run(${CMAKE_COMMAND} -E env PYTHONPATH=${prefix}/${PYTHON_INSTALL_DIR} PYTHONDONTWRITEBYTECODE=1
+      ${PYTHON} ${SOURCE_DIR}/tests/python/check_installed.py ${prefix})
+  message(STATUS "Python module:\n${last_output}")
+endif()
 
 run(${CMAKE_COMMAND} -DMANIFEST=${WORK_DIR}/scratch_manifest.txt -P ${SOURCE_DIR}/cmake/uninstall.cmake)
 file(GLOB_RECURSE left LIST_DIRECTORIES false ${prefix}/*)

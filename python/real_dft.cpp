@@ -1,0 +1,91 @@
+// rfft and irfft: the real DFT of lengths 2..64 over the last axis, with the half spectrum in one of
+// the library's three packings. CCS comes out as numpy's rfft does, N/2 + 1 complex bins; Pack and Perm
+// as N real values in the library's order.
+#include "batch.h"
+#include "errors.h"
+#include "families.h"
+#include "options.h"
+
+namespace zsppy {
+
+namespace {
+
+py::array forwardRealDft(py::handle x, const std::string& format, py::handle norm, py::handle out) {
+  const py::array a = asArray(x, "x");
+  const Precision precision = precisionOf(a, true, "x");
+  const int n = servedLength(lastLength(a, "x"), kMinLength, kMaxLength, "x");
+  const Packing packing = packingFor(format);
+  const Zsp32s hint = hintFor(norm, Directed::yes);
+  return withPrecision(precision, [&]<class T>() {
+    const bool ccs = packing == Packing::ccs;
+    py::array result =
+        resultArray(out, shapeOf(a, ccs ? n / 2 + 1 : n), ccs ? Samples<T>::complex : Samples<T>::real);
+    const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result);
+    const Kernel<T> kernel = realDftKernel<T>(Direction::forward, packing, n);
+    transformRows<T, T>(in, result, [&](const T* src, T* dst) { return kernel(src, dst, hint); });
+    return result;
+  });
+}
+
+// The CCS spectrum of length n as rows of at least n/2 + 1 bins: numpy's irfft pads a shorter
+// spectrum with zeros and ignores the bins past n/2 of a longer one. The kernel reads only the first
+// n/2 + 1 bins of a row, so a longer spectrum is used as it is.
+py::array binsFor(const py::array& spectrum, int n, const char* type) {
+  const py::ssize_t bins = n / 2 + 1;
+  if (spectrum.shape(spectrum.ndim() - 1) >= bins) return rowsIn(spectrum, type);
+  py::array padded = py::array(py::dtype(type), shapeOf(spectrum, bins));
+  padded.attr("fill")(0);
+  padded[py::make_tuple(py::ellipsis(), py::slice(0, spectrum.shape(spectrum.ndim() - 1), 1))] = spectrum;
+  return padded;
+}
+
+py::array inverseRealDft(py::handle x, py::handle length, const std::string& format, py::handle norm,
+                         py::handle out) {
+  const Packing packing = packingFor(format);
+  const bool ccs = packing == Packing::ccs;
+  const py::array a = asArray(x, "x");
+  const Precision precision = precisionOf(a, !ccs, "x");
+  const py::ssize_t stored = lastLength(a, "x");
+  // numpy's default length for CCS, 2 (bins - 1); Pack and Perm hold exactly N values.
+  if (!length.is_none() && !PyIndex_Check(length.ptr())) failWithDtype("n", "must be an integer");
+  const py::ssize_t wanted = length.is_none() ? (ccs ? 2 * (stored - 1) : stored) : length.cast<py::ssize_t>();
+  const char* lengthName = length.is_none() ? "x" : "n";
+  const int n = servedLength(wanted, kMinLength, kMaxLength, lengthName);
+  if (!ccs && stored != n)
+    failWithStatus(zspStsSizeErr, "n", "n = " + std::to_string(n) + " but a " + format + " spectrum of x holds " +
+                                           std::to_string(stored) + " values");
+  const Zsp32s hint = hintFor(norm, Directed::yes);
+  return withPrecision(precision, [&]<class T>() {
+    py::array result = resultArray(out, shapeOf(a, n), Samples<T>::real);
+    const py::array rows = ccs ? binsFor(a, n, Samples<T>::complex) : rowsIn(a, Samples<T>::real);
+    const py::array in = apartFrom(rows, result);
+    const Kernel<T> kernel = realDftKernel<T>(Direction::inverse, packing, n);
+    transformRows<T, T>(in, result, [&](const T* src, T* dst) { return kernel(src, dst, hint); });
+    return result;
+  });
+}
+
+}  // namespace
+
+void addRealDft(py::module_& m) {
+  m.def("rfft", &forwardRealDft, py::arg("x"), py::kw_only(), py::arg("format") = "ccs",
+        py::arg("norm") = py::none(), py::arg("out") = py::none(),
+        R"(Forward DFT of real samples over the last axis, of length N = 2..64, as the half spectrum
+X[k] = sum of x[n] exp(-2 pi i n k / N), k = 0..N/2.
+
+format "ccs" (the default) returns numpy's layout: N/2 + 1 complex bins. "pack" and "perm" return N
+real values: Re X0, Re X1, Im X1, Re X2, ... with, for even N, Re X(N/2) last ("pack") or second
+("perm"); for odd N the two are the same. float32 (and float16) input gives a complex64 or float32
+result, other real input complex128 or float64; complex input is a DtypeError. norm as fft's; out
+as fft's, of the result's shape and dtype.)");
+  m.def("irfft", &inverseRealDft, py::arg("x"), py::arg("n") = py::none(), py::kw_only(),
+        py::arg("format") = "ccs", py::arg("norm") = py::none(), py::arg("out") = py::none(),
+        R"(Inverse of rfft: N real samples from a half spectrum over the last axis.
+
+format "ccs": x holds complex bins; N is n, or 2 (bins - 1) without it, as numpy's irfft; a shorter
+spectrum is padded with zeros, a longer one cut. The imaginary parts of bin 0 and, for even N, of
+bin N/2 are not read. "pack" and "perm": x holds the N real values rfft gives in that format, and n
+must be N when given. norm as ifft's: None or "backward" divides by N. out as fft's.)");
+}
+
+}  // namespace zsppy
