@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing zspgen need, when any is missing.
-# demo.sh, test.sh and the CI script run it first; it does nothing when all are there.
+# demo.sh, test.sh and the CI script run it first; it does nothing when all are there. With the argument
+# `harden` it also installs what scripts/harden.sh needs: clang with its sanitizer and fuzzer runtimes,
+# and valgrind.
 # As root it installs them itself, otherwise through sudo; without either it prints the one command
 # to run and stops.
 set -euo pipefail
@@ -11,6 +13,9 @@ set -euo pipefail
 packages=(cmake ninja-build g++ libgtest-dev libbenchmark-dev pkg-config binutils libfftw3-dev
   python3-dev pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest python3-hypothesis
   python3-matplotlib)
+if [ "${1:-}" = harden ]; then
+  packages+=(clang libclang-rt-14-dev valgrind)
+fi
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
   echo "setup: not a Debian system; make sure the equivalents of these are installed: ${packages[*]}" >&2
