@@ -25,23 +25,23 @@ ZSP_ANY_ADDRESS_INLINE void storeAt(T* base, int position, T v) {
   std::memcpy(reinterpret_cast<unsigned char*>(base) + sizeof(T) * static_cast<unsigned>(position), &v, sizeof v);
 }
 
-// The same moves as typed accesses through a type whose alignment is one byte: defined at any address
-// as well, and for the compiler an ordinary load of a float or double, which it may combine with its
-// neighbours into vector moves (a byte copy keeps them apart).
-typedef float FloatAnyAddress __attribute__((aligned(1)));
-typedef double DoubleAnyAddress __attribute__((aligned(1)));
-template <class T> struct AnyAddressOf;
-template <> struct AnyAddressOf<float> { using type = FloatAnyAddress; };
-template <> struct AnyAddressOf<double> { using type = DoubleAnyAddress; };
+// The same moves as typed accesses to the one member of a packed record, which the compiler knows may
+// sit on any byte: defined at any address as well, and for the compiler an ordinary load or store of a
+// float or double, which it may combine with its neighbours into vector moves (a byte copy keeps them
+// apart).
+template <class T>
+struct __attribute__((packed)) AnyAddress {
+  T value;
+};
 
 template <class T>
 ZSP_ANY_ADDRESS_INLINE T loadTyped(const T* base, int position) {
-  return reinterpret_cast<const typename AnyAddressOf<T>::type*>(base)[position];
+  return reinterpret_cast<const AnyAddress<T>*>(base + position)->value;
 }
 
 template <class T>
 ZSP_ANY_ADDRESS_INLINE void storeTyped(T* base, int position, T v) {
-  reinterpret_cast<typename AnyAddressOf<T>::type*>(base)[position] = v;
+  reinterpret_cast<AnyAddress<T>*>(base + position)->value = v;
 }
 
 // Two neighbouring doubles at any address, moved as two 8-byte halves, low then high, so that no

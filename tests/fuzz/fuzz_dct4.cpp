@@ -63,10 +63,10 @@ template <class T>
 void nullPointers(const Ops<T>& ops, int32_t n) {
   int32_t size = -1;
   ZSP_FUZZ_EXPECT(ops.getSize(n, nullptr) == zspStsNullPtrErr, "n %d: GetSize(null)", n);
-  DCT4Spec* spec = reinterpret_cast<DCT4Spec*>(&size);
+  DCT4Spec* state = reinterpret_cast<DCT4Spec*>(&size);
   uint8_t memory[8];
   ZSP_FUZZ_EXPECT(ops.init(nullptr, n, memory) == zspStsNullPtrErr, "n %d: Init(null state)", n);
-  ZSP_FUZZ_EXPECT(ops.init(&spec, n, nullptr) == zspStsNullPtrErr && spec == reinterpret_cast<DCT4Spec*>(&size),
+  ZSP_FUZZ_EXPECT(ops.init(&state, n, nullptr) == zspStsNullPtrErr && state == reinterpret_cast<DCT4Spec*>(&size),
                   "n %d: Init(null memory)", n);
   ZSP_FUZZ_EXPECT(ops.initAlloc(nullptr, n) == zspStsNullPtrErr, "n %d: InitAlloc(null)", n);
   ZSP_FUZZ_EXPECT(ops.release(nullptr) == zspStsNullPtrErr, "Free(null)");
@@ -81,9 +81,9 @@ void lifecycle(Reader& in, const Ops<T>& ops) {
   ZSP_FUZZ_EXPECT(sized == zspStsNoErr || sized == zspStsSizeErr, "n %d: GetSize status %d", n, sized);
   if (sized != zspStsNoErr) {
     ZSP_FUZZ_EXPECT(size == -12345, "n %d: a refused size query wrote %d", n, size);
-    DCT4Spec* spec = nullptr;
+    DCT4Spec* state = nullptr;
     test::resetAllocCounts();
-    ZSP_FUZZ_EXPECT(ops.initAlloc(&spec, n) == sized && spec == nullptr && test::allocCounts().mallocs == 0,
+    ZSP_FUZZ_EXPECT(ops.initAlloc(&state, n) == sized && state == nullptr && test::allocCounts().mallocs == 0,
                     "n %d: InitAlloc of a refused length", n);
     return;
   }
@@ -92,8 +92,8 @@ void lifecycle(Reader& in, const Ops<T>& ops) {
 
   // A state in caller memory at an offset, then the transforms, out of place and in place.
   Buffer memory(static_cast<size_t>(size), in.bits(5));
-  DCT4Spec* spec = nullptr;
-  ZSP_FUZZ_EXPECT(ops.init(&spec, n, memory.data()) == zspStsNoErr, "n %d: Init in %d bytes", n, size);
+  DCT4Spec* state = nullptr;
+  ZSP_FUZZ_EXPECT(ops.init(&state, n, memory.data()) == zspStsNoErr, "n %d: Init in %d bytes", n, size);
   ZSP_FUZZ_EXPECT(memory.frontIntact(), "n %d: Init wrote in front of its memory", n);
   const int samples = n % 2 == 1 ? n + 1 : n;  // the odd lengths touch element N
   Buffer src(sizeof(T) * samples, in.bits(5)), dst(sizeof(T) * samples, in.bits(5));
@@ -107,14 +107,14 @@ void lifecycle(Reader& in, const Ops<T>& ops) {
   // that the result out of place has the bytes of the result in place.
   std::memcpy(dst.data(), src.data(), sizeof(T) * samples);
   const std::vector<uint8_t> srcBefore = src.contents(), dstBefore = dst.contents();
-  ZSP_FUZZ_EXPECT(ops.transform(nullptr, dst.as<T>(), spec) == zspStsNullPtrErr &&
-                      ops.transform(src.as<T>(), nullptr, spec) == zspStsNullPtrErr &&
+  ZSP_FUZZ_EXPECT(ops.transform(nullptr, dst.as<T>(), state) == zspStsNullPtrErr &&
+                      ops.transform(src.as<T>(), nullptr, state) == zspStsNullPtrErr &&
                       ops.transform(src.as<T>(), dst.as<T>(), nullptr) == zspStsNullPtrErr && dst.holds(dstBefore),
                   "n %d: a transform with a null pointer", n);
-  ZSP_FUZZ_EXPECT(ops.transform(src.as<T>(), dst.as<T>(), spec) == zspStsNoErr, "n %d: transform", n);
+  ZSP_FUZZ_EXPECT(ops.transform(src.as<T>(), dst.as<T>(), state) == zspStsNoErr, "n %d: transform", n);
   ZSP_FUZZ_EXPECT(src.holds(srcBefore) && src.frontIntact() && dst.frontIntact(), "n %d: out of place", n);
   const std::vector<uint8_t> outOfPlace = dst.contents();
-  ZSP_FUZZ_EXPECT(ops.transform(src.as<T>(), src.as<T>(), spec) == zspStsNoErr, "n %d: in place", n);
+  ZSP_FUZZ_EXPECT(ops.transform(src.as<T>(), src.as<T>(), state) == zspStsNoErr, "n %d: in place", n);
   ZSP_FUZZ_EXPECT(std::memcmp(src.data(), outOfPlace.data(), sizeof(T) * samples) == 0 && src.frontIntact(),
                   "n %d: in place differs from two arrays", n);
   if ((n & (n - 1)) == 0 && n <= 1024) {
