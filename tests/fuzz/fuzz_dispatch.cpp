@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "fuzz_support.h"
-#include "spectra.h"
+#include "reference_transforms.h"
 
 namespace zsp::fuzz {
 namespace {

@@ -1,7 +1,7 @@
 // Long-double transforms of the fixed-length families, for the fuzz targets to hold results against:
 // the complex DFT, the real DFT to and from the three packed formats, and the Hartley transform.
-#ifndef ZSPGEN_TESTS_FUZZ_SPECTRA_H
-#define ZSPGEN_TESTS_FUZZ_SPECTRA_H
+#ifndef ZSPGEN_TESTS_FUZZ_REFERENCE_TRANSFORMS_H
+#define ZSPGEN_TESTS_FUZZ_REFERENCE_TRANSFORMS_H
 
 #include <cmath>
 #include <vector>
@@ -85,4 +85,4 @@ inline std::vector<long double> hartley(const std::vector<long double>& x, int n
 
 }  // namespace zsp::fuzz
 
-#endif  // ZSPGEN_TESTS_FUZZ_SPECTRA_H
+#endif  // ZSPGEN_TESTS_FUZZ_REFERENCE_TRANSFORMS_H
