@@ -2,7 +2,8 @@
 //
 //   dftgen <out-dir>            one source per length, precision and direction,
 //                               dft_<N>_<type>_<fwd|inv>.cpp, with dft_counts.txt (the graph's operations)
-//                               and dft_packed_counts.txt (the instructions the kernels execute)
+//                               dft_packed_counts.txt (the instructions the kernels execute) and
+//                               dft_expected.txt (inputs and the bits each kernel's code computes from them)
 //   dftgen --report             prints the count report only
 //
 // Every kernel is one straight body: the checks, the loads of all samples, the graph of its recipe,
@@ -12,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <stdexcept>
 #include <sstream>
 #include <string>
 
@@ -22,6 +24,7 @@
 #include "gen/lanes4.h"
 #include "gen/pairs.h"
 #include "gen/schedule.h"
+#include "gen/single_rule.h"
 
 namespace {
 
@@ -34,6 +37,7 @@ std::string sampleName(int32_t k) { return "x" + std::to_string(k); }
 
 struct Emitted {
   std::string code;
+  std::vector<double> probe, probeOutputs;  // inputs in [-1, 1] and what the code computes from them
   Counts counts;
   zspgen::dag::PairCounts packed;  // the executed instructions, scale included
   std::string recipe;
@@ -42,6 +46,18 @@ struct Emitted {
 
 std::string kernelName(int n, bool single, bool inverse) {
   return std::string("zspgDFT") + (inverse ? "Inv" : "Fwd") + "_CToC_" + std::to_string(n) + (single ? "_32fc" : "_64fc");
+}
+
+// 2n input parts in [-1, 1], fixed per kernel, exact in the kernel's type.
+std::vector<double> probeInputs(int n, bool single, bool inverse) {
+  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(4 * n + 2 * inverse + single);
+  std::vector<double> x;
+  for (int j = 0; j < 2 * n; ++j) {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    const double v = static_cast<double>(state >> 11) / 9007199254740992.0 * 2 - 1;
+    x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
+  }
+  return x;
 }
 
 // How a kernel reaches its route for data at any address.
@@ -73,6 +89,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
+    if (!paired.ok) throw std::runtime_error("the two-lane lowering met a node it has no form for");
     twoWide = paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
   }
   // Single precision from 6 samples on runs four lanes in split form. Cooley-Tukey and chirp recipes
@@ -85,7 +102,10 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     const zsp::dft::Recipe::Kind kind = zsp::dft::parseRecipe(k.recipe, n).kind;
     const bool contiguous = kind == zsp::dft::Recipe::CooleyTukey || kind == zsp::dft::Recipe::Bluestein;
     lanes = zspgen::lanes4::emit(traced->g, trace, traced->outputs, n, contiguous, "  ");
+    if (lanes.ok) e.probeOutputs = zspgen::lanes4::evaluate(traced->g, trace, lanes, traced->outputs, e.probe);
   }
+  // The two-lane and scalar code compute the graph itself.
+  if (!lanes.ok) e.probeOutputs = zspgen::dag::evaluate(k.g, k.outputs, e.probe);
   std::vector<zspgen::Statement> body;
   if (lanes.ok) {
     s << "  const float* src = reinterpret_cast<const float*>(pSrc);\n";
@@ -137,6 +157,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
 Emitted emitKernel(int n, bool single, bool inverse) {
   const std::unique_ptr<KernelGraph> k = zsp::dft::buildKernel(n, single, inverse);
   Emitted e;
+  e.probe = probeInputs(n, single, inverse);
   e.recipe = k->recipe;
   e.counts = zspgen::dag::countOperations(k->g, k->outputs);
   const std::string body = bodyCode(n, single, inverse, *k, e);
@@ -171,7 +192,7 @@ Emitted emitKernel(int n, bool single, bool inverse) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int generate(int argc, char** argv) {
   if (argc != 2) {
     std::cerr << "usage: dftgen <out-dir> | --report\n";
     return 2;
@@ -179,9 +200,10 @@ int main(int argc, char** argv) {
   const std::string out = argv[1];
   const bool reportOnly = out == "--report";
   const std::string command = zspgen::commandLine(argc, argv);
-  std::ostringstream report, packed;
+  std::ostringstream report, packed, expected;
   report << "# length precision direction additions multiplications recipe\n";
   packed << "# length precision direction shape packed-add-sub packed-mul shuffles sign-flips scalar-ops\n";
+  expected << "# length precision direction, 2N input parts, 2N output parts under ZSP_NODIV_BY_ANY\n";
   for (int n = zsp::dft::kFirstLength; n <= zsp::dft::kLastLength; ++n) {
     for (bool single : {true, false}) {
       for (bool inverse : {false, true}) {
@@ -191,6 +213,11 @@ int main(int argc, char** argv) {
         packed << tail << e.shape << " " << e.packed.addsub << " " << e.packed.mul << " " << e.packed.shuffle << " "
                << e.packed.flip << " " << e.packed.scalar << "\n";
         if (reportOnly) continue;
+        // The probe: what the compiled kernel must give under ZSP_NODIV_BY_ANY, bit for bit.
+        expected << n << (single ? " 32fc " : " 64fc ") << (inverse ? "inv" : "fwd");
+        for (double v : e.probe) expected << " " << zspgen::hexLiteral(v);
+        for (double v : e.probeOutputs) expected << " " << zspgen::hexLiteral(v);
+        expected << "\n";
         const std::string summary = kernelName(n, single, inverse) + ", recipe " + e.recipe + ": " +
                                     std::to_string(e.counts.adds) + " additions " + std::to_string(e.counts.muls) +
                                     " multiplications";
@@ -209,10 +236,21 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (!zspgen::writeIfChanged(out + "/dft_counts.txt", report.str()) ||
-      !zspgen::writeIfChanged(out + "/dft_packed_counts.txt", packed.str())) {
+      !zspgen::writeIfChanged(out + "/dft_packed_counts.txt", packed.str()) ||
+      !zspgen::writeIfChanged(out + "/dft_expected.txt", expected.str())) {
     std::cerr << "dftgen: cannot write the count report\n";
     return 1;
   }
   std::cout << report.str();
   return 0;
+}
+
+// A lowering that meets a node it has no form for stops the generation.
+int main(int argc, char** argv) {
+  try {
+    return generate(argc, argv);
+  } catch (const std::exception& failure) {
+    std::cerr << "dftgen: " << failure.what() << "\n";
+    return 1;
+  }
 }

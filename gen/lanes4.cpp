@@ -7,6 +7,7 @@
 #include <array>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <unordered_map>
 
 namespace zspgen::lanes4 {
@@ -78,7 +79,7 @@ class Lowering {
   Lowering(const Graph& g, const Trace& t, const std::vector<Ref>& outputs, int samples, bool contiguous,
            const std::string& indent)
       : g_(g), t_(t), outputs_(outputs), samples_(samples), contiguous_(contiguous), indent_(indent),
-        where_(g.size()), done_(t.products.size(), 0), inputs_(static_cast<size_t>(2 * samples), -1) {
+        where_(g.size()), done_(t.products.size(), 0), full_(t.products.size(), 0), inputs_(static_cast<size_t>(2 * samples), -1) {
     for (size_t r = 0; r < g.size(); ++r) {
       const Node& n = g.node(static_cast<Ref>(r));
       if (n.op == Op::Input && n.input < 2 * samples) inputs_[static_cast<size_t>(n.input)] = static_cast<Ref>(r);
@@ -121,6 +122,7 @@ class Lowering {
     if (failed_) return code;
     emitAll(code);
     code.ok = !failed_;
+    code.fullProducts = full_;
     return code;
   }
 
@@ -343,6 +345,7 @@ class Lowering {
       place(x.outR, 0, l);
       place(x.outI, 1, l);
       done_[static_cast<size_t>(lane[l])] = 1;
+      full_[static_cast<size_t>(lane[l])] = 1;
     }
   }
 
@@ -747,6 +750,7 @@ class Lowering {
   const std::string indent_;
   std::vector<std::vector<Loc>> where_;
   std::vector<char> done_;
+  std::vector<char> full_;   // products run as whole complex multiplications
   std::vector<Ref> inputs_;  // the node of each loaded part
   std::vector<char> live_;   // what the outputs reach, products left aside
   std::unordered_map<uint64_t, int> productIn_;  // (real, imaginary) result -> product
@@ -766,6 +770,48 @@ class Lowering {
 Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
           const std::string& indent) {
   return Lowering(g, trace, outputs, samples, contiguous, indent).run();
+}
+
+std::vector<double> evaluate(const Graph& g, const Trace& trace, const Code& code, const std::vector<Ref>& outputs,
+                             const std::vector<double>& inputs) {
+  std::vector<float> v(g.size(), 0.0f);
+  auto at = [&](Ref r) { return v[static_cast<size_t>(r)]; };
+  std::unordered_map<int32_t, size_t> product;  // input number of a product's real part -> product
+  for (size_t p = 0; p < trace.products.size(); ++p) {
+    const Trace::Product& x = trace.products[p];
+    if (x.outR != x.inR) product.emplace(g.node(x.outR).input, p);
+  }
+  for (Ref r = 0; r < static_cast<Ref>(g.size()); ++r) {
+    const dag::Node& n = g.node(r);
+    float& x = v[static_cast<size_t>(r)];
+    switch (n.op) {
+      case dag::Op::Input:
+        if (n.input < kProductInputs) {
+          x = static_cast<float>(inputs[static_cast<size_t>(n.input)]);
+        } else {
+          const size_t p = product.at(n.input & ~1);
+          const Trace::Product& pr = trace.products[p];
+          const bool real = (n.input & 1) == 0;
+          if (code.fullProducts[p]) {
+            const float c = static_cast<float>(pr.c), s = static_cast<float>(pr.s);
+            x = real ? c * at(pr.inR) - s * at(pr.inI) : s * at(pr.inR) + c * at(pr.inI);
+          } else {
+            x = at(real ? pr.madeR : pr.madeI);
+          }
+        }
+        break;
+      case dag::Op::Const: x = static_cast<float>(n.value); break;
+      case dag::Op::Neg: x = -at(n.a); break;
+      case dag::Op::Add: x = at(n.a) + at(n.b); break;
+      case dag::Op::Sub: x = at(n.a) - at(n.b); break;
+      case dag::Op::Mul: x = static_cast<float>(n.value) * at(n.a); break;
+      case dag::Op::Widen:
+      case dag::Op::Narrow: throw std::logic_error("lanes4::evaluate: a width change has no four-lane form");
+    }
+  }
+  std::vector<double> out;
+  for (Ref r : outputs) out.push_back(at(r));
+  return out;
 }
 
 }  // namespace zspgen::lanes4

@@ -69,6 +69,9 @@ struct Code {
   bool ok = false;  // false: the graph holds operations the lowering does not pack (width changes)
   std::string statements;
   Counts counts;
+  // Per product of the trace: 1 where the code runs it as a whole complex multiplication by the
+  // constant rounded to single (c*re - s*im, s*re + c*im), 0 where it takes the graph's own evaluation.
+  std::vector<char> fullProducts;
 };
 
 // The whole body from loads to stores. `outputs` are the real and imaginary part of each output sample.
@@ -77,6 +80,12 @@ struct Code {
 // variable `scale` last.
 Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
           const std::string& indent);
+
+// What the code computes from `inputs` (the parts of the input samples), lane by lane in single
+// precision: the traced graph with each product evaluated as `code` runs it. The compiled kernel must give
+// these bits.
+std::vector<double> evaluate(const Graph& g, const Trace& trace, const Code& code, const std::vector<Ref>& outputs,
+                             const std::vector<double>& inputs);
 
 }  // namespace zspgen::lanes4
 

@@ -70,6 +70,7 @@ class Lowering {
   std::string (*sample_)(int32_t);
   std::vector<Statement> body_;
   PairCounts counts_;
+  bool unsupported_ = false;
 
  private:
   static bool isSum(const Node& n) { return n.op == Op::Add || n.op == Op::Sub; }
@@ -262,7 +263,8 @@ class Lowering {
       ++counts_.scalar;
       expr = a + (t[1].neg ? " - " : " + ") + b;
     } else {
-      expr = "0.0 /* unsupported node */";
+      unsupported_ = true;
+      expr = "0.0";
     }
     const std::string name = "s" + std::to_string(next_++);
     body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";"});
@@ -290,6 +292,7 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
   for (const auto& [lo, hi] : outputs) code.outputs.push_back(l.pair({lo, false}, {hi, false}));
   code.body = std::move(l.body_);
   code.counts = l.counts_;
+  code.ok = !l.unsupported_;
   return code;
 }
 

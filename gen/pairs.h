@@ -31,6 +31,7 @@ struct PairCounts {
 };
 
 struct PairCode {
+  bool ok = true;  // false: the graph holds a node the lowering has no form for (a width change)
   std::vector<Statement> body;       // in dependency order
   std::vector<std::string> outputs;  // one __m128d expression per output pair
   PairCounts counts;
