@@ -18,6 +18,11 @@
 #ifndef ZSPGEN_DFT_DFT_RECIPES_H
 #define ZSPGEN_DFT_DFT_RECIPES_H
 
+#include <cstddef>
+#include <iterator>
+
+#include "export_ranges.h"
+
 namespace zsp::dft {
 
 struct RecipeLine {
@@ -95,8 +100,16 @@ constexpr RecipeLine kRecipes[] = {
 };
 // clang-format on
 
-constexpr int kFirstLength = 2;
-constexpr int kLastLength = 64;
+// The lengths are those of the export list; every length has its line, in order.
+using zsp::exported::kFirstLength;
+using zsp::exported::kLastLength;
+constexpr bool coversTheLengths() {
+  if (std::size(kRecipes) != static_cast<std::size_t>(kLastLength - kFirstLength + 1)) return false;
+  for (std::size_t i = 0; i < std::size(kRecipes); ++i)
+    if (kRecipes[i].n != kFirstLength + static_cast<int>(i)) return false;
+  return true;
+}
+static_assert(coversTheLengths());
 
 inline const RecipeLine& recipeLine(int n) { return kRecipes[n - kFirstLength]; }
 

@@ -199,7 +199,7 @@ int generate(int argc, char** argv) {
   }
   const std::string out = argv[1];
   const bool reportOnly = out == "--report";
-  const std::string command = zspgen::commandLine(argc, argv);
+  zspgen::GeneratedTree tree(out, zspgen::commandLine(argc, argv));
   std::ostringstream report, packed, expected;
   report << "# length precision direction additions multiplications recipe\n";
   packed << "# length precision direction shape packed-add-sub packed-mul shuffles sign-flips scalar-ops\n";
@@ -222,10 +222,10 @@ int generate(int argc, char** argv) {
                                     std::to_string(e.counts.adds) + " additions " + std::to_string(e.counts.muls) +
                                     " multiplications";
         const std::string body = "#include \"dft/dft_kernel.h\"\n#include \"zspgen_x3.h\"\n\n" + e.code;
-        const std::string path = out + "/dft_" + std::to_string(n) + (single ? "_32fc" : "_64fc") +
+        const std::string name = "dft_" + std::to_string(n) + (single ? "_32fc" : "_64fc") +
                                  (inverse ? "_inv.cpp" : "_fwd.cpp");
-        if (!zspgen::writeGeneratedFile(path, command, summary, body)) {
-          std::cerr << "dftgen: cannot write " << path << "\n";
+        if (!tree.source(name, summary, body)) {
+          std::cerr << "dftgen: cannot write " << name << "\n";
           return 1;
         }
       }
@@ -235,12 +235,12 @@ int generate(int argc, char** argv) {
     std::cout << report.str() << packed.str();
     return 0;
   }
-  if (!zspgen::writeIfChanged(out + "/dft_counts.txt", report.str()) ||
-      !zspgen::writeIfChanged(out + "/dft_packed_counts.txt", packed.str()) ||
-      !zspgen::writeIfChanged(out + "/dft_expected.txt", expected.str())) {
+  if (!tree.file("dft_counts.txt", report.str()) || !tree.file("dft_packed_counts.txt", packed.str()) ||
+      !tree.file("dft_expected.txt", expected.str())) {
     std::cerr << "dftgen: cannot write the count report\n";
     return 1;
   }
+  if (!tree.matchesBuildList("dftgen")) return 1;
   std::cout << report.str();
   return 0;
 }

@@ -3,6 +3,8 @@
 #define ZSPGEN_GEN_GENERATED_FILE_H
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zspgen {
 
@@ -16,6 +18,25 @@ bool writeIfChanged(const std::string& path, const std::string& content);
 // The file is rewritten only when its content changed, so an unchanged run recompiles nothing.
 bool writeGeneratedFile(const std::string& path, const std::string& command, const std::string& summary,
                         const std::string& body);
+
+// The files one run of a generator writes into its directory, held to the list of files the build
+// compiles from there: `expected_outputs.txt` in the same directory, one file name a line, which CMake
+// writes from the export list's ranges. A generator that writes a file the build does not list, or leaves
+// out one it does, fails instead of leaving a kernel out of the library or a stale one in.
+class GeneratedTree {
+ public:
+  GeneratedTree(std::string dir, std::string command) : dir_(std::move(dir)), command_(std::move(command)) {}
+  // A generated source, opening with the command and `summary`; rewritten only when its content changed.
+  bool source(const std::string& name, const std::string& summary, const std::string& body);
+  // Any other file of the run (count reports, expected values).
+  bool file(const std::string& name, const std::string& content);
+  // Whether the files written are exactly those listed; prints each difference after `tool`.
+  bool matchesBuildList(const char* tool) const;
+
+ private:
+  std::string dir_, command_;
+  std::vector<std::string> written_;
+};
 
 // Hexadecimal floating literals: exact, with no decimal round trip ("0x1.6a09e6p-1f", "0x1.6a09e667f3bcdp-1").
 std::string hexLiteral(float value);

@@ -15,6 +15,11 @@
 #ifndef ZSPGEN_REAL_REAL_RECIPES_H
 #define ZSPGEN_REAL_REAL_RECIPES_H
 
+#include <cstddef>
+#include <iterator>
+
+#include "export_ranges.h"
+
 namespace zsp::real {
 
 struct RuleLine {
@@ -89,8 +94,17 @@ constexpr RuleLine kHartleyRules[] = {
 };
 // clang-format on
 
-constexpr int kFirstLength = 2;
-constexpr int kLastLength = 64;
+// The lengths are those of the export list; every length has its line in each table, in order.
+using zsp::exported::kFirstLength;
+using zsp::exported::kLastLength;
+constexpr bool coversTheLengths(const RuleLine* t, std::size_t count) {
+  if (count != static_cast<std::size_t>(kLastLength - kFirstLength + 1)) return false;
+  for (std::size_t i = 0; i < count; ++i)
+    if (t[i].n != kFirstLength + static_cast<int>(i)) return false;
+  return true;
+}
+static_assert(coversTheLengths(kRules, std::size(kRules)) && coversTheLengths(kInverseRules, std::size(kInverseRules)) &&
+              coversTheLengths(kHartleyRules, std::size(kHartleyRules)));
 
 inline const char* ruleOf(int n) { return kRules[n - kFirstLength].rule; }
 inline const char* inverseRuleOf(int n) { return kInverseRules[n - kFirstLength].rule; }

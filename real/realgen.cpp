@@ -192,7 +192,7 @@ int main(int argc, char** argv) {
   }
   const std::string out = argv[1];
   const bool check = out == "--check";
-  const std::string command = zspgen::commandLine(argc, argv);
+  zspgen::GeneratedTree tree(out, zspgen::commandLine(argc, argv));
   std::ostringstream report, expected;
   report << "# direction length precision additions multiplications doublings rule\n";
   expected << "# direction length precision, N inputs, N outputs under ZSP_NODIV_BY_ANY, spectra in Pack order\n";
@@ -216,18 +216,19 @@ int main(int argc, char** argv) {
                                     std::to_string(n) + ", " + type + ", rule " + k.exact->rule + ": " +
                                     std::to_string(counts.adds) + " additions " + std::to_string(counts.muls) +
                                     " multiplications " + std::to_string(counts.doublings) + " doublings";
-        const std::string path = out + "/real_" + d.tag + "_" + std::to_string(n) + "_" + type + ".cpp";
-        if (!zspgen::writeGeneratedFile(path, command, summary, kernelSource(d, n, single, k, counts))) {
-          std::cerr << "realgen: cannot write " << path << "\n";
+        const std::string name = std::string("real_") + d.tag + "_" + std::to_string(n) + "_" + type + ".cpp";
+        if (!tree.source(name, summary, kernelSource(d, n, single, k, counts))) {
+          std::cerr << "realgen: cannot write " << name << "\n";
           return 1;
         }
       }
     }
   }
-  if (!check && (!zspgen::writeIfChanged(out + "/real_counts.txt", report.str()) ||
-                 !zspgen::writeIfChanged(out + "/real_expected.txt", expected.str()))) {
+  if (check) return 0;
+  if (!tree.file("real_counts.txt", report.str()) || !tree.file("real_expected.txt", expected.str())) {
     std::cerr << "realgen: cannot write the count report\n";
     return 1;
   }
+  if (!tree.matchesBuildList("realgen")) return 1;
   return 0;
 }

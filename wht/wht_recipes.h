@@ -4,6 +4,8 @@
 #ifndef ZSPGEN_WHT_RECIPES_H
 #define ZSPGEN_WHT_RECIPES_H
 
+#include "export_ranges.h"
+
 namespace zsp::wht {
 
 enum class Shape {
@@ -21,7 +23,9 @@ struct Recipe {
   int sectionLog;  // three-level shape: sections of 2^sectionLog samples, finished in the scratch area
 };
 
-inline constexpr int kOrders = 13;
+// The orders are those of the export list, 1 to kOrders; each table holds them in order.
+static_assert(zsp::exported::kFirstOrder == 1);
+inline constexpr int kOrders = zsp::exported::kLastOrder;
 
 //                                      order  shape                     block section
 inline constexpr Recipe kRecipes32f[kOrders] = {
@@ -39,6 +43,13 @@ inline constexpr Recipe kRecipes64f[kOrders] = {
     {10, Shape::TwoLevel, 7, 0},        {11, Shape::ThreeLevel, 5, 8},   {12, Shape::ThreeLevel, 5, 8},
     {13, Shape::ThreeLevel, 7, 10},
 };
+
+constexpr bool ordersInPlace(const Recipe (&table)[kOrders]) {
+  for (int i = 0; i < kOrders; ++i)
+    if (table[i].order != i + 1) return false;
+  return true;
+}
+static_assert(ordersInPlace(kRecipes32f) && ordersInPlace(kRecipes64f));
 
 // Work buffer in bytes: the main area of N samples, and behind it the scratch area of one section.
 constexpr int workBufferBytes(const Recipe& r, int sampleBytes) {

@@ -228,7 +228,7 @@ std::string kernels(const Precision& p) {
   return o.str();
 }
 
-bool writePrecision(const std::string& dir, const std::string& command, const Precision& p) {
+bool writePrecision(zspgen::GeneratedTree& tree, const Precision& p) {
   std::ostringstream bodies;
   bodies << "#pragma once\n#include \"wht/wht_kernel.h\"\n\nnamespace zsp::wht {\n\n";
   int count = 0;
@@ -244,9 +244,9 @@ bool writePrecision(const std::string& dir, const std::string& command, const Pr
          << "using namespace zsp;\nusing namespace zsp::wht;\n\nextern \"C\" {\n\n"
          << kernels(p) << "}  // extern \"C\"\n";
 
-  const std::string summary = std::to_string(count) + " bodies, 13 kernels";
-  return zspgen::writeGeneratedFile(dir + "/wht_bodies_" + p.suffix + ".h", command, summary, bodies.str()) &&
-         zspgen::writeGeneratedFile(dir + "/wht_kernels_" + p.suffix + ".cpp", command, summary, source.str());
+  const std::string summary = std::to_string(count) + " bodies, " + std::to_string(zsp::wht::kOrders) + " kernels";
+  return tree.source(std::string("wht_bodies_") + p.suffix + ".h", summary, bodies.str()) &&
+         tree.source(std::string("wht_kernels_") + p.suffix + ".cpp", summary, source.str());
 }
 
 }  // namespace
@@ -256,10 +256,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: whtgen <out-dir>\n");
     return 2;
   }
-  const std::string command = zspgen::commandLine(argc, argv);
-  if (!writePrecision(argv[1], command, kFloat) || !writePrecision(argv[1], command, kDouble)) {
+  zspgen::GeneratedTree tree(argv[1], zspgen::commandLine(argc, argv));
+  if (!writePrecision(tree, kFloat) || !writePrecision(tree, kDouble)) {
     std::fprintf(stderr, "whtgen: cannot write into %s\n", argv[1]);
     return 1;
   }
-  return 0;
+  return tree.matchesBuildList("whtgen") ? 0 : 1;
 }

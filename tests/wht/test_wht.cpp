@@ -14,6 +14,7 @@
 #include "alloc_counter.h"
 #include "elf_symbols.h"
 #include "guarded_buffer.h"
+#include "kernel_tables.h"
 #include "zspgen.h"
 
 namespace {
@@ -24,12 +25,7 @@ using zsp::test::GuardedBuffer;
 template <class T> struct Family;
 template <> struct Family<Zsp32f> {
   using Kernel = zspStatus (*)(const Zsp32f*, Zsp32f*, Zsp32s, Zsp8u*);
-  static Kernel kernel(int order) {
-    static const Kernel k[13] = {zspgWHT_1_32f, zspgWHT_2_32f,  zspgWHT_3_32f,  zspgWHT_4_32f,  zspgWHT_5_32f,
-                                 zspgWHT_6_32f, zspgWHT_7_32f,  zspgWHT_8_32f,  zspgWHT_9_32f,  zspgWHT_10_32f,
-                                 zspgWHT_11_32f, zspgWHT_12_32f, zspgWHT_13_32f};
-    return k[order - 1];
-  }
+  static Kernel kernel(int order) { return zsp::listed::kWHT_32f[order - 1].kernel; }
   static zspStatus entry(const Zsp32f* s, Zsp32f* d, Zsp32s order, Zsp32s hint, Zsp8u* b) {
     return zspgWHT_32f(s, d, order, hint, b);
   }
@@ -37,12 +33,7 @@ template <> struct Family<Zsp32f> {
 };
 template <> struct Family<Zsp64f> {
   using Kernel = zspStatus (*)(const Zsp64f*, Zsp64f*, Zsp32s, Zsp8u*);
-  static Kernel kernel(int order) {
-    static const Kernel k[13] = {zspgWHT_1_64f, zspgWHT_2_64f,  zspgWHT_3_64f,  zspgWHT_4_64f,  zspgWHT_5_64f,
-                                 zspgWHT_6_64f, zspgWHT_7_64f,  zspgWHT_8_64f,  zspgWHT_9_64f,  zspgWHT_10_64f,
-                                 zspgWHT_11_64f, zspgWHT_12_64f, zspgWHT_13_64f};
-    return k[order - 1];
-  }
+  static Kernel kernel(int order) { return zsp::listed::kWHT_64f[order - 1].kernel; }
   static zspStatus entry(const Zsp64f* s, Zsp64f* d, Zsp32s order, Zsp32s hint, Zsp8u* b) {
     return zspgWHT_64f(s, d, order, hint, b);
   }
