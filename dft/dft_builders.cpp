@@ -76,29 +76,12 @@ Recipe parseStages(const std::string& text) {
   return r;
 }
 
-// The inner form of a sub-transform named by its length.
+// The inner form of a sub-transform named by its length: its line of kInnerForms, or else its own recipe.
 Recipe innerRecipe(const Context& ctx, int n, char mark) {
-  if (n == 5 && mark == 'w') return Recipe{Recipe::FiveW, 5};
-  if (n == 25 && mark == 'w') return split(Recipe::CooleyTukey, factor(5, 'w'), factor(5, 'w'));
-  if (n == 7 && mark == 'r') return parseRecipe("rader 2,3", 7);
-  if (n == 11 && mark == 'r') return parseRecipe("rader 5,2", 11);
-  switch (n) {
-    case 2: case 3: case 4: case 5: return Recipe{Recipe::Base, n};
-    case 7: case 11: return Recipe{Recipe::Direct, n};
-    case 6: return parseProduct("3.2");
-    case 8: return parseProduct("4x2");
-    case 9: return parseProduct("3x3");
-    case 10: return parseProduct("5.2");
-    case 12: return parseProduct("3.4");
-    case 14: return parseProduct("7.2");
-    case 15: return parseProduct("5.3");
-    case 16: return parseProduct("4x4");
-    case 18: return parseProduct("2.9");
-    case 25: return parseProduct("5x5");
-    default: break;
-  }
-  const RecipeLine& line = recipeLine(n);
-  return parseRecipe(ctx.single ? line.single : line.dbl, n);
+  for (const InnerForm& f : kInnerForms)
+    if (f.n == n && f.mark == mark) return parseRecipe(f.recipe, n);
+  if (mark != 0) throw std::runtime_error("no inner form " + std::to_string(n) + mark);
+  return parseRecipe(kernelRecipe(n, ctx.single).recipe, n);
 }
 
 // ---- complex arithmetic -----------------------------------------------------------------------------
@@ -471,9 +454,10 @@ static std::vector<Cx> buildForm(Context& ctx, const Recipe& r, const std::vecto
 std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse, zspgen::lanes4::Trace* trace) {
   auto k = std::make_unique<KernelGraph>();
   const RecipeLine& line = recipeLine(n);
-  k->recipe = single ? line.single : line.dbl;
+  const KernelRecipe& kernel = kernelRecipe(n, single);
+  k->recipe = kernel.recipe;
   const Type type = single ? Type::F32 : Type::F64;
-  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, single && (n == 3 || n == 5), trace};
+  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, kernel.lowering == ScalarWidened, trace};
   std::vector<Cx> x(n);
   for (int j = 0; j < n; ++j) x[j] = marked(k->g, {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)});
   for (const Cx& y : build(ctx, parseRecipe(k->recipe, n), x)) {

@@ -60,12 +60,8 @@ std::vector<double> probeInputs(int n, bool single, bool inverse) {
   return x;
 }
 
-// How a kernel reaches its route for data at any address.
-enum class Routes { None, BothInOne, Sibling };
-Routes routesOf(int n, bool single) {
-  if (single) return n <= 5 ? Routes::None : n == 59 ? Routes::BothInOne : Routes::Sibling;
-  return n == 2 || n == 3 || n == 4 || n == 6 ? Routes::BothInOne : Routes::Sibling;
-}
+using zsp::dft::Lowering;
+using zsp::dft::Routes;
 
 // The body of a kernel, for either route: checks, loads, the recipe's arithmetic, scale, stores.
 std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e) {
@@ -81,28 +77,39 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     << ">(pSrc, pDst, hint, zsp::ScaleLiterals<" << t << ">{" << literals.invN << ", " << literals.invSqrtN
     << "}, scale);\n";
   s << "  if (status != zspStsNoErr) return status;\n";
-  // The 2-wide lowering is taken where it pairs every value of the graph and keeps to about half the
-  // graph's additions; elsewhere the kernel stays scalar.
+  const Lowering lowering = zsp::dft::kernelRecipe(n, single).lowering;
+  auto refuse = [&](const std::string& why) {
+    throw std::runtime_error(kernelName(n, single, inverse) + ": " + why);
+  };
+  const bool scalarCode = lowering == Lowering::Scalar || lowering == Lowering::ScalarWidened;
+  if (scalarCode != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
+    refuse("scalar code takes one route, vector code two");
+  if (lowering == Lowering::ScalarWidened && !single) refuse("widened products in a double-precision kernel");
+  // The two-lane lowering must pair every value of the graph and keep to about half the graph's
+  // additions, or the recipe table asks for the wrong lowering.
   zspgen::dag::PairCode paired;
-  bool twoWide = false;
-  if (!single) {
+  const bool twoWide = lowering == Lowering::Pairs;
+  if (twoWide) {
+    if (single) refuse("two lanes of double for a single-precision kernel");
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
-    if (!paired.ok) throw std::runtime_error("the two-lane lowering met a node it has no form for");
-    twoWide = paired.counts.scalar == 0 && 2 * paired.counts.addsub <= e.counts.adds + e.counts.adds / 10 + 2;
+    if (!paired.ok) refuse("the two-lane lowering met a node it has no form for");
+    if (paired.counts.scalar != 0 || 2 * paired.counts.addsub > e.counts.adds + e.counts.adds / 10 + 2)
+      refuse("the two-lane lowering leaves values unpaired");
   }
-  // Single precision from 6 samples on runs four lanes in split form. Cooley-Tukey and chirp recipes
-  // read and write neighbouring samples in pairs; the index maps of Good-Thomas and Rader recipes
-  // scatter them, so those move each sample alone.
+  // Four lanes in split form. Cooley-Tukey and chirp recipes read and write neighbouring samples in
+  // pairs; the index maps of Good-Thomas and Rader recipes scatter them, so those move each sample alone.
   zspgen::lanes4::Code lanes;
-  if (single && n >= 6) {
+  if (lowering == Lowering::Lanes4) {
+    if (!single) refuse("four lanes of single for a double-precision kernel");
     zspgen::lanes4::Trace trace;
     const std::unique_ptr<KernelGraph> traced = zsp::dft::buildKernel(n, single, inverse, &trace);
     const zsp::dft::Recipe::Kind kind = zsp::dft::parseRecipe(k.recipe, n).kind;
     const bool contiguous = kind == zsp::dft::Recipe::CooleyTukey || kind == zsp::dft::Recipe::Bluestein;
     lanes = zspgen::lanes4::emit(traced->g, trace, traced->outputs, n, contiguous, "  ");
-    if (lanes.ok) e.probeOutputs = zspgen::lanes4::evaluate(traced->g, trace, lanes, traced->outputs, e.probe);
+    if (!lanes.ok) refuse("the four-lane lowering met a node it has no form for");
+    e.probeOutputs = zspgen::lanes4::evaluate(traced->g, trace, lanes, traced->outputs, e.probe);
   }
   // The two-lane and scalar code compute the graph itself.
   if (!lanes.ok) e.probeOutputs = zspgen::dag::evaluate(k.g, k.outputs, e.probe);
@@ -171,8 +178,8 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   s << "// " << name << ": recipe " << k->recipe << ", " << e.counts.adds << " additions, " << e.counts.muls
     << " multiplications; " << e.shape << ", " << e.packed.addsub << " additions and " << e.packed.mul
     << " multiplications executed\n";
-  switch (routesOf(n, single)) {
-    case Routes::None:
+  switch (zsp::dft::kernelRecipe(n, single).routes) {
+    case Routes::OneRoute:
       s << "extern \"C\" zspStatus x3_" << name << params << " {\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
       break;
     case Routes::BothInOne:
