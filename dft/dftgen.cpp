@@ -129,13 +129,17 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
     for (int j = 0; j < n; ++j)
       body.push_back({zspgen::Statement::Load, sampleName(j),
-                      "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");"});
+                      "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");", {}});
     body.insert(body.end(), paired.body.begin(), paired.body.end());
-    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);"});
-    for (int j = 0; j < n; ++j)
+    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);", {}});
+    for (int j = 0; j < n; ++j) {
+      std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
+      uses.push_back("scalePair");
       body.push_back({zspgen::Statement::Store, "",
                       "Access::store(dst + " + std::to_string(2 * j) + ", _mm_mul_pd(" +
-                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));"});
+                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
+                      uses});
+    }
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
@@ -144,12 +148,14 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     for (int j = 0; j < 2 * n; ++j)
       body.push_back({zspgen::Statement::Load, partName(j),
                       std::string("const ") + t + " " + partName(j) + " = zsp::dft::loadPart<" + t + ">(pSrc, " +
-                          std::to_string(j) + ");"});
+                          std::to_string(j) + ");",
+                      {}});
     body.insert(body.end(), scalar.body.begin(), scalar.body.end());
     for (int j = 0; j < 2 * n; ++j)
       body.push_back({zspgen::Statement::Store, "",
                       std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", " +
-                          scalar.outputs[static_cast<size_t>(j)] + " * scale);"});
+                          scalar.outputs[static_cast<size_t>(j)] + " * scale);",
+                      scalar.outputUses[static_cast<size_t>(j)]});
     e.packed = {};
     e.packed.addsub = e.counts.adds;
     e.packed.mul = e.counts.muls + 2 * n;

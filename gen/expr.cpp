@@ -203,17 +203,19 @@ std::string literal(double value, Type type) {
 ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std::string& indent,
                       std::string (*inputName)(int32_t)) {
   std::vector<std::string> name(g.size());
+  std::vector<std::vector<std::string>> reads(g.size());  // the names each node's expression reads
   std::ostringstream s;
   std::vector<Statement> body;
   int next = 0;
   for (Ref r : liveNodes(g, outputs)) {
     const Node& n = g.node(r);
     auto op = [&](Ref x) { return name[static_cast<size_t>(x)]; };
+    std::vector<std::string>& uses = reads[static_cast<size_t>(r)];
     std::string expr;
     switch (n.op) {
-      case Op::Input: name[static_cast<size_t>(r)] = inputName(n.input); continue;
+      case Op::Input: name[static_cast<size_t>(r)] = inputName(n.input); uses = {inputName(n.input)}; continue;
       case Op::Const: name[static_cast<size_t>(r)] = literal(n.value, n.type); continue;
-      case Op::Neg: name[static_cast<size_t>(r)] = "(-" + op(n.a) + ")"; continue;
+      case Op::Neg: name[static_cast<size_t>(r)] = "(-" + op(n.a) + ")"; uses = reads[static_cast<size_t>(n.a)]; continue;
       case Op::Add: expr = op(n.a) + " + " + op(n.b); break;
       case Op::Sub: expr = op(n.a) + " - " + op(n.b); break;
       case Op::Mul: expr = literal(n.value, n.type) + " * " + op(n.a); break;
@@ -223,13 +225,20 @@ ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std
     const std::string t = "t" + std::to_string(next++);
     const std::string line = std::string("const ") + typeName(n.type) + " " + t + " = " + expr + ";";
     s << indent << line << "\n";
-    body.push_back({Statement::Compute, t, line});
+    std::vector<std::string> operands = reads[static_cast<size_t>(n.a)];
+    if (n.op == Op::Add || n.op == Op::Sub)
+      operands.insert(operands.end(), reads[static_cast<size_t>(n.b)].begin(), reads[static_cast<size_t>(n.b)].end());
+    body.push_back({Statement::Compute, t, line, operands});
     name[static_cast<size_t>(r)] = t;
+    uses = {t};
   }
   ScalarCode code;
   code.body = std::move(body);
   code.statements = s.str();
-  for (Ref r : outputs) code.outputs.push_back(name[static_cast<size_t>(r)]);
+  for (Ref r : outputs) {
+    code.outputs.push_back(name[static_cast<size_t>(r)]);
+    code.outputUses.push_back(reads[static_cast<size_t>(r)]);
+  }
   return code;
 }
 

@@ -109,12 +109,14 @@ struct Counts {
 Counts countOperations(const Graph& g, const std::vector<Ref>& outputs);
 
 // Scalar emitter: one `const float tN = ...;` per live node, operands by name, constants as hexadecimal
-// literals of the node's type. `inputName(k)` names the loaded scalar part k. Returns the statements, as
-// text and as a list to reorder, and the expression that stands for every output.
+// literals of the node's type. `inputName(k)` names the loaded scalar part k, which a load statement of
+// that name defines. Returns the statements, as text and as a list to reorder, and the expression that
+// stands for every output with the names it reads.
 struct ScalarCode {
   std::string statements;
   std::vector<Statement> body;
   std::vector<std::string> outputs;
+  std::vector<std::vector<std::string>> outputUses;  // per output, the names its expression reads
 };
 ScalarCode emitScalar(const Graph& g, const std::vector<Ref>& outputs, const std::string& indent,
                       std::string (*inputName)(int32_t));

@@ -5,6 +5,7 @@
 #include <map>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace zspgen::dag {
 
@@ -50,7 +51,7 @@ class Lowering {
       if (other >= 0) {
         const std::string v = isReal ? pair({lo.r, false}, {other, false}) : pair({other, false}, {lo.r, false});
         ++counts_.shuffle;
-        const std::string both = emit((isReal ? "_mm_movedup_pd(" : "_mm_unpackhi_pd(" + v + ", ") + v + ")");
+        const std::string both = emit((isReal ? "_mm_movedup_pd(" : "_mm_unpackhi_pd(" + v + ", ") + v + ")", {v});
         return remember(lo, hi, flipped(both, lo.neg, hi.neg));
       }
     }
@@ -131,9 +132,28 @@ class Lowering {
     return it == memo_.end() ? nullptr : &it->second;
   }
 
-  std::string emit(const std::string& expr) {
+  // A statement of `expr`, which reads `operands`: values (names of statements or samples) or constants.
+  std::string emit(const std::string& expr, std::initializer_list<std::string> operands) {
     const std::string name = "v" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, "const __m128d " + name + " = " + expr + ";"});
+    body_.push_back({Statement::Compute, name, "const __m128d " + name + " = " + expr + ";", valuesAmong(operands)});
+    values_.insert(name);
+    return name;
+  }
+
+
+ public:
+  // The operands that are values, not constants.
+  std::vector<std::string> valuesAmong(std::initializer_list<std::string> operands) const {
+    std::vector<std::string> v;
+    for (const std::string& o : operands)
+      if (values_.count(o)) v.push_back(o);
+    return v;
+  }
+
+ private:
+  std::string sample(int32_t k) {
+    const std::string name = sample_(k);
+    values_.insert(name);
     return name;
   }
 
@@ -147,24 +167,24 @@ class Lowering {
   std::string flipped(const std::string& v, bool lo, bool hi) {
     if (!lo && !hi) return v;
     ++counts_.flip;
-    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")");
+    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")", {v});
   }
 
   std::string swapped(const std::string& v) {
     ++counts_.shuffle;
     // pshufd leaves its source intact, so a swap of a value that lives on needs no copy first.
-    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))");
+    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v});
   }
 
   std::string inputs(SRef lo, SRef hi) {
     if (lo.neg || hi.neg) return flipped(pair({lo.r, false}, {hi.r, false}), lo.neg, hi.neg);
     const int32_t a = g_.node(lo.r).input, b = g_.node(hi.r).input;
-    const std::string sa = sample_(a / 2), sb = sample_(b / 2);
+    const std::string sa = sample(a / 2), sb = sample(b / 2);
     if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 1) return sa;
     ++counts_.shuffle;
-    if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 0) return emit("_mm_movedup_pd(" + sa + ")");
-    if (a / 2 == b / 2 && a % 2 == 1 && b % 2 == 1) return emit("_mm_unpackhi_pd(" + sa + ", " + sa + ")");
-    return emit("_mm_shuffle_pd(" + sa + ", " + sb + ", " + std::to_string(a % 2 + 2 * (b % 2)) + ")");
+    if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 0) return emit("_mm_movedup_pd(" + sa + ")", {sa});
+    if (a / 2 == b / 2 && a % 2 == 1 && b % 2 == 1) return emit("_mm_unpackhi_pd(" + sa + ", " + sa + ")", {sa});
+    return emit("_mm_shuffle_pd(" + sa + ", " + sb + ", " + std::to_string(a % 2 + 2 * (b % 2)) + ")", {sa, sb});
   }
 
   // Two products by constants, or one product beside a value that takes the factor 1.
@@ -176,7 +196,7 @@ class Lowering {
     const double ch = sign(hi) * (H.op == Op::Mul ? H.value : 1.0);
     const std::string v = pair(a, b);
     ++counts_.mul;
-    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))");
+    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))", {v});
   }
 
   // How the terms of two sums pair up: A holds the first term of each lane, B the second, and the
@@ -216,7 +236,7 @@ class Lowering {
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
     const char* op = chosen.op == Split::Add ? "_mm_add_pd(" : chosen.op == Split::Sub ? "_mm_sub_pd(" : "_mm_addsub_pd(";
-    return emit(op + a + ", " + b + ")");
+    return emit(op + a + ", " + b + ")", {a, b});
   }
 
   // The cost of a pair that is made already or marked as one complex value; a large number otherwise.
@@ -237,37 +257,45 @@ class Lowering {
   std::string joined(SRef lo, SRef hi) {
     const std::string l = scalar(lo), h = scalar(hi);
     ++counts_.shuffle;
-    return emit("_mm_set_pd(" + h + ", " + l + ")");
+    return emit("_mm_set_pd(" + h + ", " + l + ")", {h, l});
   }
 
   std::string scalar(SRef s) {
     s = norm(s);
     if (auto it = scalars_.find(key(s)); it != scalars_.end()) return it->second;
     std::string expr;
+    std::vector<std::string> reads;
     const Node& n = g_.node(s.r);
     if (auto it = lanes_.find(key(s)); it != lanes_.end()) {
       expr = lane(it->second.first, it->second.second);
+      reads = valuesAmong({it->second.first});
     } else if (auto jt = lanes_.find(key(flip(s))); jt != lanes_.end()) {
       expr = "-" + lane(jt->second.first, jt->second.second);
+      reads = valuesAmong({jt->second.first});
     } else if (n.op == Op::Input) {
-      expr = (s.neg ? "-" : "") + lane(sample_(n.input / 2), n.input % 2);
+      const std::string v = sample(n.input / 2);
+      expr = (s.neg ? "-" : "") + lane(v, n.input % 2);
+      reads = {v};
     } else if (n.op == Op::Const) {
       return literal(sign(s) * n.value, Type::F64);
     } else if (n.op == Op::Mul) {
       const std::string a = scalar({n.a, false});
       ++counts_.scalar;
       expr = literal(sign(s) * n.value, Type::F64) + " * " + a;
+      reads = valuesAmong({a});
     } else if (isSum(n)) {
       const std::array<SRef, 2> t = terms(s);
       const std::string a = scalar(t[0]), b = scalar({t[1].r, false});
       ++counts_.scalar;
       expr = a + (t[1].neg ? " - " : " + ") + b;
+      reads = valuesAmong({a, b});
     } else {
       unsupported_ = true;
       expr = "0.0";
     }
     const std::string name = "s" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";"});
+    body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";", reads});
+    values_.insert(name);
     scalars_.emplace(key(s), name);
     return name;
   }
@@ -277,6 +305,7 @@ class Lowering {
   }
 
   int next_ = 0;
+  std::unordered_set<std::string> values_;  // names of statements and samples: what a statement can read
   std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
   std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
   std::unordered_map<uint64_t, std::string> scalars_;
@@ -289,7 +318,10 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
                    std::string (*sampleName)(int32_t)) {
   Lowering l(g, sampleName);
   PairCode code;
-  for (const auto& [lo, hi] : outputs) code.outputs.push_back(l.pair({lo, false}, {hi, false}));
+  for (const auto& [lo, hi] : outputs) {
+    code.outputs.push_back(l.pair({lo, false}, {hi, false}));
+    code.outputUses.push_back(l.valuesAmong({code.outputs.back()}));
+  }
   code.body = std::move(l.body_);
   code.counts = l.counts_;
   code.ok = !l.unsupported_;

@@ -34,6 +34,7 @@ struct PairCode {
   bool ok = true;  // false: the graph holds a node the lowering has no form for (a width change)
   std::vector<Statement> body;       // in dependency order
   std::vector<std::string> outputs;  // one __m128d expression per output pair
+  std::vector<std::vector<std::string>> outputUses;  // per output, the names it reads
   PairCounts counts;
 };
 

@@ -1,16 +1,14 @@
 #include "gen/schedule.h"
 
 #include <algorithm>
-#include <cctype>
 #include <numeric>
 #include <sstream>
+#include <stdexcept>
 #include <unordered_map>
 
 namespace zspgen {
 
 namespace {
-
-bool isWordChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
 
 class Scheduler {
  public:
@@ -22,20 +20,14 @@ class Scheduler {
     level_.assign(n, 0);
     std::unordered_map<std::string, size_t> definedBy;
     for (size_t i = 0; i < n; ++i) {
-      const std::string& t = body[i].text;
-      for (size_t p = 0; p < t.size();) {
-        if (!isWordChar(t[p]) || (p > 0 && isWordChar(t[p - 1]))) {
-          ++p;
-          continue;
-        }
-        size_t e = p;
-        while (e < t.size() && isWordChar(t[e])) ++e;
-        auto it = definedBy.find(t.substr(p, e - p));
-        if (it != definedBy.end() && std::find(uses_[i].begin(), uses_[i].end(), it->second) == uses_[i].end()) {
+      for (const std::string& name : body[i].uses) {
+        auto it = definedBy.find(name);
+        if (it == definedBy.end())
+          throw std::logic_error("statement `" + body[i].text + "` reads " + name + ", which no earlier statement defines");
+        if (std::find(uses_[i].begin(), uses_[i].end(), it->second) == uses_[i].end()) {
           uses_[i].push_back(it->second);
           users_[it->second].push_back(i);
         }
-        p = e;
       }
       if (!body[i].defines.empty()) definedBy[body[i].defines] = i;
     }

@@ -10,9 +10,9 @@
 // so what is live at any point is about one sub-transform's values plus the results waiting between
 // stages.
 //
-// Dependencies are read off the text: a statement uses every earlier statement whose name appears in it
-// as a word. Loads all come before the first store, so the body stays right when source and destination
-// are the same array.
+// Dependencies are what each statement says it reads: the names of earlier statements, listed by the
+// lowering that wrote it. Loads all come before the first store, so the body stays right when source and
+// destination are the same array.
 #ifndef ZSPGEN_GEN_SCHEDULE_H
 #define ZSPGEN_GEN_SCHEDULE_H
 
@@ -23,8 +23,9 @@ namespace zspgen {
 
 struct Statement {
   enum Kind { Load, Compute, Store } kind;
-  std::string defines;  // the name the statement defines; empty for a store
-  std::string text;     // the statement, without indentation or line end
+  std::string defines;            // the name the statement defines; empty for a store
+  std::string text;               // the statement, without indentation or line end
+  std::vector<std::string> uses;  // the names of the earlier statements whose values it reads
 };
 
 // A valid order of `body` (a list in dependency order) that keeps values close to their uses.

@@ -98,7 +98,8 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
   for (int j = 0; j < n; ++j)
     body.push_back({zspgen::Statement::Load, inputName(j),
                     std::string("const ") + t + " " + inputName(j) + " = zsp::real::" +
-                        (d.inverse() ? "load<Format>(pSrc, " : "loadAt(pSrc, ") + std::to_string(j) + ");"});
+                        (d.inverse() ? "load<Format>(pSrc, " : "loadAt(pSrc, ") + std::to_string(j) + ");",
+                    {}});
   body.insert(body.end(), scalar.body.begin(), scalar.body.end());
   for (int i = 0; i < n; ++i) {
     const Ref out = k.outputs()[static_cast<size_t>(i)];
@@ -109,9 +110,10 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
                                    : v + " * scale";
     body.push_back({zspgen::Statement::Store, "",
                     std::string("zsp::real::") + (d.kind == Direction::Forward ? "store<Format>(pDst, " : "storeAt(pDst, ") +
-                        std::to_string(i) + ", " + scaled + ");"});
+                        std::to_string(i) + ", " + scaled + ");",
+                    scalar.outputUses[static_cast<size_t>(i)]});
   }
-  if (d.kind == Direction::Forward) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);"});
+  if (d.kind == Direction::Forward) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);", {}});
   std::ostringstream s;
   s << "#include \"real/real_kernel.h\"\n#include \"zspgen_x3.h\"\n\nnamespace {\n\n";
   s << "template <class Format>\nZSP_REAL_INLINE zspStatus run(const " << t << "* pSrc, " << t

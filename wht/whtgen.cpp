@@ -9,6 +9,13 @@
 // A vector body keeps vector v, lane l = sample v*L + l. The stages of the lane bits run on transposed
 // groups of L vectors (entry sweep); a second transpose brings the samples home (return sweep) and the
 // remaining stages run between whole vectors. Every butterfly is (a + c, a - c) with a the lower position.
+//
+// Why this generator does not go through the expression graph and its lowerings: a Walsh-Hadamard body
+// has no constants and no choice of form, and its order of operations is fixed stage by stage (lowest
+// bit first), so there is nothing for the graph's simplification or for a scheduler to decide; the long
+// orders run as passes over blocks in memory through a work buffer, which a straight-line graph of
+// 2^13 values cannot express. What it shares with the other generators is the file writing and the
+// export list's orders.
 #include <quadmath.h>
 
 #include <cstdio>
