@@ -48,18 +48,6 @@ std::string kernelName(int n, bool single, bool inverse) {
   return std::string("zspgDFT") + (inverse ? "Inv" : "Fwd") + "_CToC_" + std::to_string(n) + (single ? "_32fc" : "_64fc");
 }
 
-// 2n input parts in [-1, 1], fixed per kernel, exact in the kernel's type.
-std::vector<double> probeInputs(int n, bool single, bool inverse) {
-  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(4 * n + 2 * inverse + single);
-  std::vector<double> x;
-  for (int j = 0; j < 2 * n; ++j) {
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    const double v = static_cast<double>(state >> 11) / 9007199254740992.0 * 2 - 1;
-    x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
-  }
-  return x;
-}
-
 using zsp::dft::Lowering;
 using zsp::dft::Routes;
 
@@ -170,7 +158,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
 Emitted emitKernel(int n, bool single, bool inverse) {
   const std::unique_ptr<KernelGraph> k = zsp::dft::buildKernel(n, single, inverse);
   Emitted e;
-  e.probe = probeInputs(n, single, inverse);
+  e.probe = zspgen::dag::probeInputs(2 * n, static_cast<uint64_t>(4 * n + 2 * inverse + single), single);
   e.recipe = k->recipe;
   e.counts = zspgen::dag::countOperations(k->g, k->outputs);
   const std::string body = bodyCode(n, single, inverse, *k, e);

@@ -43,6 +43,17 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
   return out;
 }
 
+std::vector<double> probeInputs(int count, uint64_t index, bool single) {
+  uint64_t state = 0x9E3779B97F4A7C15ull * index;
+  std::vector<double> x;
+  for (int j = 0; j < count; ++j) {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    const double v = static_cast<double>(state >> 11) / 9007199254740992.0 * 2 - 1;
+    x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
+  }
+  return x;
+}
+
 std::vector<double> evaluate(const Graph& g, const std::vector<Ref>& outputs, const std::vector<double>& inputs) {
   std::vector<double> v(g.size(), 0.0);
   for (Ref r : liveNodes(g, outputs)) {

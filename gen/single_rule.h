@@ -15,6 +15,7 @@
 #ifndef ZSPGEN_GEN_SINGLE_RULE_H
 #define ZSPGEN_GEN_SINGLE_RULE_H
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -30,6 +31,10 @@ struct Lowered {
 // `exact` holds double nodes only; the result computes the same values by the rule above. With
 // `roundOutputs` every output is rounded to single, so that the scale is always single.
 std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector<Ref>& outputs, bool roundOutputs = false);
+
+// `count` input values in [-1, 1] from a fixed sequence numbered `index`, exact in single precision when
+// `single`: the probes on which the generators evaluate a kernel's code and the tests run the kernel.
+std::vector<double> probeInputs(int count, uint64_t index, bool single);
 
 // The values of `outputs` for the given input values, each node computed in the arithmetic of its type
 // (float nodes in float), as the generated code computes them.

@@ -171,13 +171,7 @@ double matrixError(const Direction& d, int n, const KernelGraph& k) {
 // kernel's graph computes from them in Pack order, all as hexadecimal literals. The compiled kernels must
 // give these bits: the test of this file holds the emitted code, the compiler and its flags to the graph.
 std::string expectedLine(const Direction& d, int n, bool single, const KernelGraph& k) {
-  uint64_t state = 0x9E3779B97F4A7C15ull * static_cast<uint64_t>(8 * n + 2 * d.kind + single);
-  std::vector<double> x;
-  for (int j = 0; j < n; ++j) {
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    const double v = static_cast<double>(state >> 11) / 9007199254740992.0 * 2 - 1;
-    x.push_back(single ? static_cast<double>(static_cast<float>(v)) : v);
-  }
+  const std::vector<double> x = zspgen::dag::probeInputs(n, static_cast<uint64_t>(8 * n + 2 * d.kind + single), single);
   std::ostringstream s;
   s << d.tag << " " << n << " " << (single ? "32f" : "64f");
   for (double v : x) s << " " << zspgen::hexLiteral(v);
