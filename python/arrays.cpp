@@ -43,6 +43,12 @@ py::array asArray(py::handle x, const char* name) {
   return a;
 }
 
+Input inputAlong(py::handle x, py::handle axis) {
+  const py::array a = asArray(x, "x");
+  const Axis along = axisOf(axis, static_cast<int>(a.ndim()), "x");
+  return Input{movedLast(a, along), along};
+}
+
 Precision precisionOf(const py::array& a, bool realOnly, const char* name) {
   const char kind = a.dtype().kind();
   const py::ssize_t size = a.itemsize();
@@ -55,10 +61,7 @@ Precision precisionOf(const py::array& a, bool realOnly, const char* name) {
                                         : ": takes complex64, complex128 or real numbers of at most 64 bits"));
 }
 
-py::ssize_t lastLength(const py::array& a, const char* name) {
-  if (a.ndim() == 0) failWithStatus(zspStsSizeErr, name, "a 0-d array has no axis to transform");
-  return a.shape(a.ndim() - 1);
-}
+py::ssize_t lastLength(const py::array& a) { return a.shape(a.ndim() - 1); }
 
 int servedLength(py::ssize_t length, int lo, int hi, const char* name) {
   if (length < lo || length > hi)
@@ -79,20 +82,38 @@ py::array rowsIn(const py::array& a, const char* type) {
   return a.attr("astype")(wanted, py::arg("order") = "C");
 }
 
-py::array resultArray(py::handle out, const std::vector<py::ssize_t>& shape, const char* type) {
+Result resultFor(py::handle out, const Axis& axis, const std::vector<py::ssize_t>& rowShape, const char* type) {
   const py::dtype wanted(type);
-  if (out.is_none()) return py::array(wanted, shape);
+  Result result{py::array(), py::none(), py::object(), axis};
+  if (out.is_none()) {
+    result.rows = py::array(wanted, rowShape);
+    return result;
+  }
   if (!py::isinstance<py::array>(out)) failWithDtype("out", "must be a numpy array");
-  py::array a = py::reinterpret_borrow<py::array>(out);
+  const py::array a = py::reinterpret_borrow<py::array>(out);
   if (!a.dtype().equal(wanted))
     failWithDtype("out", "dtype " + dtypeName(a) + ", the result is " + std::string(type));
+  std::vector<py::ssize_t> shape = rowShape;  // the result's shape along the caller's axes
+  shape.pop_back();
+  shape.insert(shape.begin() + axis.index, rowShape.back());
   const std::vector<py::ssize_t> has(a.shape(), a.shape() + a.ndim());
   if (has != shape)
     failWithStatus(zspStsSizeErr, "out", "shape " + shapeText(has) + ", the result has shape " + shapeText(shape));
   if (!a.writeable()) failWithValue("out", "is read-only");
-  if (!lastAxisContiguous(a))
-    failWithValue("out", "its last axis is not contiguous, so its rows cannot be written in place");
-  return a;
+  result.out = a;
+  const py::array view = movedLast(a, axis);
+  if (lastAxisContiguous(view)) {
+    result.rows = view;
+  } else {
+    result.rows = py::array(wanted, rowShape);
+    result.outRows = view;
+  }
+  return result;
+}
+
+py::array Result::finish() const {
+  if (outRows) py::module_::import("numpy").attr("copyto")(outRows, rows);
+  return out.is_none() ? movedBack(rows, axis) : py::reinterpret_borrow<py::array>(out);
 }
 
 py::array apartFrom(const py::array& in, const py::array& out) {

@@ -1,6 +1,6 @@
 // Arrays in and out of a batched call: which precision an input is transformed in, the input as rows
-// a kernel reads in place (copied only when it is not), the result array (a new one or the caller's
-// `out`, checked before anything is written) and the walk over the rows of both.
+// a kernel reads in place (copied only when it is not), the result (a new array or the caller's `out`,
+// checked before anything is written) and the walk over the rows of both.
 #pragma once
 
 #include <zspgen.h>
@@ -10,6 +10,8 @@
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+
+#include "axis.h"
 
 namespace zsppy {
 
@@ -38,13 +40,20 @@ template <class Body> auto withPrecision(Precision p, Body&& body) {
 // `x` as a numpy array (lists and scalars too), without copying an array.
 py::array asArray(py::handle x, const char* name);
 
+// The input `x` of a call along `axis`: as an array (see asArray) seen with that axis last.
+struct Input {
+  py::array rows;
+  Axis axis;
+};
+Input inputAlong(py::handle x, py::handle axis);
+
 // The precision an input is transformed in: single for float16, float32 and complex64, double for
 // float64, complex128, integers and booleans. With realOnly, complex input is a DtypeError; so is every
 // dtype that would lose precision or has no numeric meaning (longdouble, objects, strings).
 Precision precisionOf(const py::array& a, bool realOnly, const char* name);
 
-// The length of the last axis; a 0-d array is zspStsSizeErr.
-py::ssize_t lastLength(const py::array& a, const char* name);
+// The length of the last axis (the array has at least one).
+py::ssize_t lastLength(const py::array& a);
 // `length` when it lies in lo..hi, else zspStsSizeErr naming `name`.
 int servedLength(py::ssize_t length, int lo, int hi, const char* name);
 // The shape of `a`, with the last axis replaced by `last` when it is not negative.
@@ -54,10 +63,20 @@ std::vector<py::ssize_t> shapeOf(const py::array& a, py::ssize_t last = -1);
 // Leading axes keep whatever strides they have.
 py::array rowsIn(const py::array& a, const char* type);
 
-// The result array: a new C-contiguous one of this shape and dtype when `out` is None, else `out`
-// itself after checking that it is a writeable numpy array of exactly this shape and dtype whose last
-// axis is contiguous (leading axes may have any strides).
-py::array resultArray(py::handle out, const std::vector<py::ssize_t>& shape, const char* type);
+// The result of a call: the rows the kernels write, with the transformed axis last, and the way they
+// reach the caller. Without `out` they are a new C-contiguous array, returned moved back to the axis.
+// With `out` (checked first: a writeable numpy array of the result's shape and dtype) they are out's
+// own memory when its transformed axis is contiguous, else a temporary copied into out after the last
+// row; the caller gets `out` itself either way.
+struct Result {
+  py::array rows;
+  py::object out;     // the caller's out, or None
+  py::object outRows;  // out seen as rows, when `rows` is a temporary to be copied there
+  Axis axis;
+  py::array finish() const;
+};
+// `rowShape` is the result's shape with the transformed axis last.
+Result resultFor(py::handle out, const Axis& axis, const std::vector<py::ssize_t>& rowShape, const char* type);
 
 // `in`, or a copy of it when it shares memory with `out` other than row for row in the same place
 // (which every kernel allows: it reads its whole row before writing).

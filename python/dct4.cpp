@@ -64,20 +64,22 @@ class Dct4 {
       withPrecision(precision, [&]<class T>() { return Dct4Calls<T>::release(entry.second); });
   }
 
-  py::array operator()(py::handle x, py::handle out) {
-    const py::array a = asArray(x, "x");
+  py::array operator()(py::handle x, py::handle axis, py::handle out) {
+    const Input input = inputAlong(x, axis);
+    const py::array& a = input.rows;
     if (precisionOf(a, true, "x") == Precision::f64 && precision == Precision::f32)
       failWithDtype("x", "dtype " + py::str(a.dtype()).cast<std::string>() + " loses precision in a float32 DCT4");
-    const py::ssize_t length = lastLength(a, "x");
+    const py::ssize_t length = lastLength(a);
     if (length != n)
       failWithStatus(zspStsSizeErr, "x",
                      "length " + std::to_string(length) + ", this DCT4 has length " + std::to_string(n));
     return withPrecision(precision, [&]<class T>() {
-      py::array result = resultArray(out, shapeOf(a), Samples<T>::real);
-      const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result);
+      Result result = resultFor(out, input.axis, shapeOf(a), Samples<T>::real);
+      const py::array in = apartFrom(rowsIn(a, Samples<T>::real), result.rows);
       const DCT4Spec* const state = stateOfThisThread();
-      transformRows<T, T>(in, result, [&](const T* src, T* dst) { return Dct4Calls<T>::transform(src, dst, state); });
-      return result;
+      transformRows<T, T>(in, result.rows,
+                          [&](const T* src, T* dst) { return Dct4Calls<T>::transform(src, dst, state); });
+      return result.finish();
     });
   }
 
@@ -119,8 +121,8 @@ whose last axis has length n; float16 input is taken by a float32 DCT4, integers
 float64 one. One object may serve several threads at once: each thread that calls it gets a state
 of its own, kept until the object goes.)")
       .def(py::init<py::handle, py::handle>(), py::arg("n"), py::arg("dtype"))
-      .def("__call__", &Dct4::operator(), py::arg("x"), py::kw_only(), py::arg("out") = py::none(),
-           "The DCT-IV of each row of x (last axis); out as fft's.")
+      .def("__call__", &Dct4::operator(), py::arg("x"), py::arg("axis") = -1, py::kw_only(),
+           py::arg("out") = py::none(), "The DCT-IV of x along one axis (the last by default); out as fft's.")
       .def_property_readonly("n", [](const Dct4& d) { return d.n; })
       .def_property_readonly("dtype", [](const Dct4& d) {
         return py::dtype(d.precision == Precision::f32 ? "float32" : "float64");

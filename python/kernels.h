@@ -4,11 +4,13 @@
 
 #include <zspgen.h>
 
+#include <export_ranges.h>
+
 namespace zsppy {
 
 // Lengths of the complex DFT, the real DFT and the Hartley transform; orders of the Walsh-Hadamard one.
-constexpr int kMinLength = 2, kMaxLength = 64;
-constexpr int kMinWhtOrder = 1, kMaxWhtOrder = 13;
+constexpr int kMinLength = zsp::exported::kFirstLength, kMaxLength = zsp::exported::kLastLength;
+constexpr int kMinWhtOrder = zsp::exported::kFirstOrder, kMaxWhtOrder = zsp::exported::kLastOrder;
 
 template <class S> using Kernel = zspStatus (*)(const S* src, S* dst, Zsp32s hint);
 template <class T> using WhtKernel = zspStatus (*)(const T* src, T* dst, Zsp32s hint, Zsp8u* buffer);

@@ -1,4 +1,4 @@
-// The Python module zspgen: the library's transforms on the last axis of numpy arrays, one kernel
+// The Python module zspgen: the library's transforms along one axis of numpy arrays, one kernel
 // call per row from C++.
 #include <zspgen.h>
 
@@ -13,10 +13,10 @@ namespace py = pybind11;
 PYBIND11_MODULE(zspgen, m) {
   m.doc() = R"(Batched fixed-size transforms of the zspgen library on numpy arrays.
 
-Every function transforms the last axis of an array of any leading shape, row by row in C++ with the
-GIL released: fft, ifft (lengths 2..64), rfft, irfft (2..64, formats "ccs", "pack", "perm"), dht
+Every function transforms one axis of an array (axis=, the last by default), row by row in C++ with
+the GIL released: fft, ifft (lengths 2..64), rfft, irfft (2..64, formats "ccs", "pack", "perm"), dht
 (2..64), wht (powers of two 2..8192) and the DCT4 class (powers of two). An input already in the
-kernel's dtype with a contiguous last axis is read where it lies. Errors raise zspgen.Error, with the
+kernel's dtype and contiguous along the axis is read where it lies. Errors raise zspgen.Error, with the
 library's status name in .status where it has one and the argument at fault in .argument; nothing is
 written to out then.)";
   py::module_::import("numpy");
