@@ -31,26 +31,12 @@ Kernel* at(const Listed<Kernel> (&table)[count], int index) {
   return table[index].kernel;
 }
 
-// Indexed by [direction][packing].
-template <class T> struct RealTables;
-template <> struct RealTables<Zsp32f> {
-  static Kernel<Zsp32f> get(Direction d, Packing p, int i) {
-    if (d == Direction::forward)
-      return p == Packing::ccs ? at(kDFTFwd_RToCCS_32f, i) : p == Packing::pack ? at(kDFTFwd_RToPack_32f, i)
-                                                                                : at(kDFTFwd_RToPerm_32f, i);
-    return p == Packing::ccs ? at(kDFTInv_CCSToR_32f, i) : p == Packing::pack ? at(kDFTInv_PackToR_32f, i)
-                                                                              : at(kDFTInv_PermToR_32f, i);
-  }
-};
-template <> struct RealTables<Zsp64f> {
-  static Kernel<Zsp64f> get(Direction d, Packing p, int i) {
-    if (d == Direction::forward)
-      return p == Packing::ccs ? at(kDFTFwd_RToCCS_64f, i) : p == Packing::pack ? at(kDFTFwd_RToPack_64f, i)
-                                                                                : at(kDFTFwd_RToPerm_64f, i);
-    return p == Packing::ccs ? at(kDFTInv_CCSToR_64f, i) : p == Packing::pack ? at(kDFTInv_PackToR_64f, i)
-                                                                              : at(kDFTInv_PermToR_64f, i);
-  }
-};
+// The real DFT's tables by [direction][packing].
+template <class T> using RealRow = const Listed<zspStatus(const T*, T*, Zsp32s)>*;
+constexpr RealRow<Zsp32f> kReal32[2][3] = {{kDFTFwd_RToCCS_32f, kDFTFwd_RToPack_32f, kDFTFwd_RToPerm_32f},
+                                           {kDFTInv_CCSToR_32f, kDFTInv_PackToR_32f, kDFTInv_PermToR_32f}};
+constexpr RealRow<Zsp64f> kReal64[2][3] = {{kDFTFwd_RToCCS_64f, kDFTFwd_RToPack_64f, kDFTFwd_RToPerm_64f},
+                                           {kDFTInv_CCSToR_64f, kDFTInv_PackToR_64f, kDFTInv_PermToR_64f}};
 
 }  // namespace
 
@@ -65,11 +51,11 @@ Kernel<Zsp64fc> complexDftKernel<Zsp64fc>(Direction direction, int n) {
 
 template <>
 Kernel<Zsp32f> realDftKernel<Zsp32f>(Direction direction, Packing packing, int n) {
-  return RealTables<Zsp32f>::get(direction, packing, n - kMinLength);
+  return kReal32[static_cast<int>(direction)][static_cast<int>(packing)][n - kMinLength].kernel;
 }
 template <>
 Kernel<Zsp64f> realDftKernel<Zsp64f>(Direction direction, Packing packing, int n) {
-  return RealTables<Zsp64f>::get(direction, packing, n - kMinLength);
+  return kReal64[static_cast<int>(direction)][static_cast<int>(packing)][n - kMinLength].kernel;
 }
 
 template <> Kernel<Zsp32f> hartleyKernel<Zsp32f>(int n) { return at(kHartley_32f, n - kMinLength); }

@@ -42,6 +42,13 @@ ERRORS = [
     (lambda out: zspgen.fft(c16, out=np.zeros((2, 17), np.complex128)), "zspStsSizeErr", "out", False),
     (lambda out: zspgen.fft(c16, out=[0] * 32), None, "out", True),
     (lambda out: zspgen.fft(c16, out=read_only), None, "out", False),
+    (lambda out: zspgen.fft(c16, axis=2, out=out), None, "axis", False),
+    (lambda out: zspgen.dht(r16, axis=-3, out=out), None, "axis", False),
+    (lambda out: zspgen.wht(r16, axis=1.0, out=out), None, "axis", True),
+    (lambda out: zspgen.fft(c16, 65, out=out), "zspStsSizeErr", "n", False),
+    (lambda out: zspgen.rfft(r16, 1, out=out), "zspStsSizeErr", "n", False),
+    (lambda out: zspgen.ifft(c16, 16.0, out=out), None, "n", True),
+    (lambda out: zspgen.fft(c16.T, axis=0, out=out), "zspStsSizeErr", "out", False),  # result (16, 2)
 ]
 
 
