@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "complex_as_real.h"
 #include "fuzz_support.h"
 #include "reference_transforms.h"
 
@@ -206,17 +207,12 @@ void callWhtEntry(Reader& in, WhtEntry<T> entry, WhtSizeQuery query) {
                   hint);
 }
 
-// The complex entries through the real sample type: the arrays are interleaved (re, im) values.
-template <class C, class T, zspStatus (*entry)(const C*, C*, int32_t, int32_t)>
-zspStatus complexEntry(const T* src, T* dst, int32_t n, int32_t hint) {
-  return entry(reinterpret_cast<const C*>(src), reinterpret_cast<C*>(dst), n, hint);
-}
-
 }  // namespace
 }  // namespace zsp::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace zsp::fuzz;
+  using zsp::test::complexEntry;
   Reader in(data, size);
   switch (in.bits(5) % 24) {
     case 0: callLengthEntry<float>(in, Family::ComplexFwd, Packing::CCS, complexEntry<Zsp32fc, float, zspgDFTFwd_CToC_32fc>); break;

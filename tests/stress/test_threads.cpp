@@ -13,7 +13,11 @@
 #include <thread>
 #include <vector>
 
+#include "complex_as_real.h"
+
 namespace {
+
+using zsp::test::complexEntry;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -37,11 +41,6 @@ Job lengthJob(Entry entry, int n, int inValues, int outValues, int32_t hint) {
     out.assign(reinterpret_cast<uint8_t*>(result.data()), reinterpret_cast<uint8_t*>(result.data() + outValues));
     return status;
   }};
-}
-
-template <class C, class T, zspStatus (*entry)(const C*, C*, int32_t, int32_t)>
-zspStatus complexEntry(const T* src, T* dst, int32_t n, int32_t hint) {
-  return entry(reinterpret_cast<const C*>(src), reinterpret_cast<C*>(dst), n, hint);
 }
 
 template <class T>
