@@ -29,6 +29,13 @@ struct Unaligned {
   static ZSP_DFT_INLINE void store(float* p, __m128 v) { _mm_storeu_ps(p, v); }
 };
 
+// One single-precision sample, (re, im), as the low half of a register and back, at any address: one
+// 8-byte move.
+ZSP_DFT_INLINE __m128 loadSample(const void* p) {
+  return _mm_castsi128_ps(_mm_loadl_epi64(static_cast<const __m128i*>(p)));
+}
+ZSP_DFT_INLINE void storeSample(void* p, __m128 v) { _mm_storel_epi64(static_cast<__m128i*>(p), _mm_castps_si128(v)); }
+
 // Part k of the interleaved array (2j real, 2j+1 imaginary part of sample j), at any address.
 template <class T>
 ZSP_DFT_INLINE T loadPart(const void* base, int k) {

@@ -70,15 +70,17 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     throw std::runtime_error(kernelName(n, single, inverse) + ": " + why);
   };
   const bool scalarCode = lowering == Lowering::Scalar || lowering == Lowering::ScalarWidened;
-  if (scalarCode != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
-    refuse("scalar code takes one route, vector code two");
-  if (lowering == Lowering::ScalarWidened && !single) refuse("widened products in a double-precision kernel");
+  const bool twoWide = lowering == Lowering::Pairs || lowering == Lowering::PairsWidened;
+  // Scalar code and single-precision pairs move a part or a sample at a time, at any address.
+  const bool anyAddress = scalarCode || (twoWide && single);
+  if (anyAddress != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
+    refuse("code that moves one sample at a time takes one route, wider moves two");
+  if ((lowering == Lowering::ScalarWidened || lowering == Lowering::PairsWidened) && !single)
+    refuse("widened products in a double-precision kernel");
   // The two-lane lowering must pair every value of the graph and keep to about half the graph's
   // additions, or the recipe table asks for the wrong lowering.
   zspgen::dag::PairCode paired;
-  const bool twoWide = lowering == Lowering::Pairs;
   if (twoWide) {
-    if (single) refuse("two lanes of double for a single-precision kernel");
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
@@ -112,6 +114,25 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.packed.shuffle = lanes.counts.shuffle;
     e.packed.flip = lanes.counts.flip;
     e.shape = "4-wide";
+  } else if (twoWide && single) {
+    // A sample per 8-byte move into the low half of a register.
+    for (int j = 0; j < n; ++j)
+      body.push_back({zspgen::Statement::Load, sampleName(j),
+                      "const __m128 " + sampleName(j) + " = zsp::dft::loadSample(pSrc + " + std::to_string(j) + ");",
+                      {}});
+    body.insert(body.end(), paired.body.begin(), paired.body.end());
+    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128 scalePair = _mm_set1_ps(scale);", {}});
+    for (int j = 0; j < n; ++j) {
+      std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
+      uses.push_back("scalePair");
+      body.push_back({zspgen::Statement::Store, "",
+                      "zsp::dft::storeSample(pDst + " + std::to_string(j) + ", _mm_mul_ps(" +
+                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
+                      uses});
+    }
+    e.packed = paired.counts;
+    e.packed.mul += n;
+    e.shape = "2-wide";
   } else if (twoWide) {
     s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
     s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
