@@ -27,18 +27,15 @@
 namespace zsp::dft {
 
 // How the code of one kernel is written from its graph:
-//   Scalar         one value per operation, in the sample's precision
-//   ScalarWidened  scalar; the products by constants of the 3- and 5-point forms are formed in double
-//                  and rounded to single once (single precision 3 and 5)
 //   Pairs          two lanes of the sample's type: a complex value per register (single: its low half)
 //   PairsWidened   two lanes of single; the products by constants of the 3- and 5-point forms are formed
 //                  in two lanes of double and rounded to single once (single precision 3 and 5)
 //   Lanes4         four lanes of single in split form: four real or four imaginary parts per register
-enum class Lowering { Scalar, ScalarWidened, Pairs, PairsWidened, Lanes4 };
+enum class Lowering { Pairs, PairsWidened, Lanes4 };
 
 // How a kernel reaches data at any address:
-//   OneRoute   code that moves one sample part or one single-precision sample at a time (scalar, and
-//              single-precision pairs) has no alignment test and no second route
+//   OneRoute   single-precision pairs move one sample at a time, at any address: no alignment test and
+//              no second route
 //   BothInOne  the kernel holds the aligned and the unaligned route in its own body
 //   Sibling    the unaligned route is a local function of its own, entered by a tail call
 enum class Routes { OneRoute, BothInOne, Sibling };

@@ -32,7 +32,6 @@ using zsp::dft::KernelGraph;
 using zspgen::dag::Counts;
 using zspgen::dag::Type;
 
-std::string partName(int32_t k) { return "x" + std::to_string(k); }
 std::string sampleName(int32_t k) { return "x" + std::to_string(k); }
 
 struct Emitted {
@@ -69,14 +68,11 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   auto refuse = [&](const std::string& why) {
     throw std::runtime_error(kernelName(n, single, inverse) + ": " + why);
   };
-  const bool scalarCode = lowering == Lowering::Scalar || lowering == Lowering::ScalarWidened;
   const bool twoWide = lowering == Lowering::Pairs || lowering == Lowering::PairsWidened;
-  // Scalar code and single-precision pairs move a part or a sample at a time, at any address.
-  const bool anyAddress = scalarCode || (twoWide && single);
-  if (anyAddress != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
+  // Single-precision pairs move a sample at a time, at any address.
+  if ((twoWide && single) != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
     refuse("code that moves one sample at a time takes one route, wider moves two");
-  if ((lowering == Lowering::ScalarWidened || lowering == Lowering::PairsWidened) && !single)
-    refuse("widened products in a double-precision kernel");
+  if (lowering == Lowering::PairsWidened && !single) refuse("widened products in a double-precision kernel");
   // The two-lane lowering must pair every value of the graph and keep to about half the graph's
   // additions, or the recipe table asks for the wrong lowering.
   zspgen::dag::PairCode paired;
@@ -101,7 +97,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     if (!lanes.ok) refuse("the four-lane lowering met a node it has no form for");
     e.probeOutputs = zspgen::lanes4::evaluate(traced->g, trace, lanes, traced->outputs, e.probe);
   }
-  // The two-lane and scalar code compute the graph itself.
+  // The two-lane code computes the graph itself.
   if (!lanes.ok) e.probeOutputs = zspgen::dag::evaluate(k.g, k.outputs, e.probe);
   std::vector<zspgen::Statement> body;
   if (lanes.ok) {
@@ -152,23 +148,6 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
-  } else {
-    const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
-    for (int j = 0; j < 2 * n; ++j)
-      body.push_back({zspgen::Statement::Load, partName(j),
-                      std::string("const ") + t + " " + partName(j) + " = zsp::dft::loadPart<" + t + ">(pSrc, " +
-                          std::to_string(j) + ");",
-                      {}});
-    body.insert(body.end(), scalar.body.begin(), scalar.body.end());
-    for (int j = 0; j < 2 * n; ++j)
-      body.push_back({zspgen::Statement::Store, "",
-                      std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", " +
-                          scalar.outputs[static_cast<size_t>(j)] + " * scale);",
-                      scalar.outputUses[static_cast<size_t>(j)]});
-    e.packed = {};
-    e.packed.addsub = e.counts.adds;
-    e.packed.mul = e.counts.muls + 2 * n;
-    e.shape = "scalar";
   }
   // Statements in the order of the data flow's stages, so that values stay in registers.
   s << zspgen::scheduledText(body, "  ");
