@@ -110,40 +110,30 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.packed.shuffle = lanes.counts.shuffle;
     e.packed.flip = lanes.counts.flip;
     e.shape = "4-wide";
-  } else if (twoWide && single) {
-    // A sample per 8-byte move into the low half of a register.
+  } else {
+    // Double: a sample per register, moved by the route. Single: a sample per 8-byte move into the low
+    // half of a register, at any address.
+    if (!single) {
+      s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
+      s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
+    }
+    const std::string vector = single ? "__m128" : "__m128d", suffix = single ? "_ps(" : "_pd(";
+    auto at = [&](int j) { return single ? "(pSrc + " + std::to_string(j) + ")" : "(src + " + std::to_string(2 * j) + ")"; };
     for (int j = 0; j < n; ++j)
       body.push_back({zspgen::Statement::Load, sampleName(j),
-                      "const __m128 " + sampleName(j) + " = zsp::dft::loadSample(pSrc + " + std::to_string(j) + ");",
+                      "const " + vector + " " + sampleName(j) + " = " +
+                          (single ? "zsp::dft::loadSample" : "Access::load") + at(j) + ";",
                       {}});
     body.insert(body.end(), paired.body.begin(), paired.body.end());
-    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128 scalePair = _mm_set1_ps(scale);", {}});
+    body.push_back({zspgen::Statement::Compute, "scalePair",
+                    "const " + vector + " scalePair = _mm_set1" + suffix + "scale);", {}});
     for (int j = 0; j < n; ++j) {
       std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
       uses.push_back("scalePair");
+      const std::string place = single ? "zsp::dft::storeSample(pDst + " + std::to_string(j)
+                                       : "Access::store(dst + " + std::to_string(2 * j);
       body.push_back({zspgen::Statement::Store, "",
-                      "zsp::dft::storeSample(pDst + " + std::to_string(j) + ", _mm_mul_ps(" +
-                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
-                      uses});
-    }
-    e.packed = paired.counts;
-    e.packed.mul += n;
-    e.shape = "2-wide";
-  } else if (twoWide) {
-    s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
-    s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
-    for (int j = 0; j < n; ++j)
-      body.push_back({zspgen::Statement::Load, sampleName(j),
-                      "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");", {}});
-    body.insert(body.end(), paired.body.begin(), paired.body.end());
-    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);", {}});
-    for (int j = 0; j < n; ++j) {
-      std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
-      uses.push_back("scalePair");
-      body.push_back({zspgen::Statement::Store, "",
-                      "Access::store(dst + " + std::to_string(2 * j) + ", _mm_mul_pd(" +
-                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
-                      uses});
+                      place + ", _mm_mul" + suffix + paired.outputs[static_cast<size_t>(j)] + ", scalePair));", uses});
     }
     e.packed = paired.counts;
     e.packed.mul += n;
