@@ -91,7 +91,15 @@ class Lowering {
     if (L.op == Op::Mul || H.op == Op::Mul) {
       if (L.op != Op::Const && H.op != Op::Const) return remember(lo, hi, product(lo, hi));
     }
-    if (isSum(L) && isSum(H)) return remember(lo, hi, sum(lo, hi));
+    if (isSum(L) && isSum(H)) {
+      // Where both halves of the sum would come swapped, the sum of the pairs as they stand, swapped
+      // once, costs less.
+      if (bestSplit(lo, hi).cost >= 2 && bestSplit(hi, lo).cost + 1 < bestSplit(lo, hi).cost) {
+        const std::string other = remember(hi, lo, sum(hi, lo));
+        return remember(lo, hi, swapped(other));
+      }
+      return remember(lo, hi, sum(lo, hi));
+    }
     return remember(lo, hi, joined(lo, hi));
   }
 
@@ -260,16 +268,26 @@ class Lowering {
 
   // The terms pair as the complex values they belong to, or as pairs made already; of the ways to split
   // two sums, the one that needs the fewest swaps and sign flips.
-  std::string sum(SRef lo, SRef hi) {
-    double best = 1e9;
-    Split chosen{};
-    for (int i = 0; i < 2 && best > 0; ++i)
-      for (int j = 0; j < 2 && best > 0; ++j)
-        for (int op = 0; op < 3 && best > 0; ++op) {
+  struct Chosen {
+    Split split;
+    double cost;
+  };
+  Chosen bestSplit(SRef lo, SRef hi) {
+    lo = norm(lo);
+    hi = norm(hi);
+    Chosen best{{}, 1e9};
+    for (int i = 0; i < 2 && best.cost > 0; ++i)
+      for (int j = 0; j < 2 && best.cost > 0; ++j)
+        for (int op = 0; op < 3 && best.cost > 0; ++op) {
           const Split s = split(lo, hi, i, j, op);
           const double c = knownCost(s.a[0], s.a[1]) + knownCost(s.b[0], s.b[1]);
-          if (c < best) best = c, chosen = s;
+          if (c < best.cost) best = {s, c};
         }
+    return best;
+  }
+
+  std::string sum(SRef lo, SRef hi) {
+    const Split chosen = bestSplit(lo, hi).split;
     const std::string a = pair(chosen.a[0], chosen.a[1]);
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
