@@ -1,5 +1,5 @@
-// How the complex DFT kernels move samples: the two routes of the wider kernels and the one-sample moves
-// of the single-precision pairs.
+// How the complex DFT kernels move samples: the two routes of the vector kernels and the part-wise moves
+// of the scalar ones.
 #ifndef ZSPGEN_DFT_DFT_ACCESS_H
 #define ZSPGEN_DFT_DFT_ACCESS_H
 
@@ -29,12 +29,16 @@ struct Unaligned {
   static ZSP_DFT_INLINE void store(float* p, __m128 v) { _mm_storeu_ps(p, v); }
 };
 
-// One single-precision sample, (re, im), as the low half of a register and back, at any address: one
-// 8-byte move.
-ZSP_DFT_INLINE __m128 loadSample(const void* p) {
-  return _mm_castsi128_ps(_mm_loadl_epi64(static_cast<const __m128i*>(p)));
+// Part k of the interleaved array (2j real, 2j+1 imaginary part of sample j), at any address.
+template <class T>
+ZSP_DFT_INLINE T loadPart(const void* base, int k) {
+  return loadAt(static_cast<const T*>(base), k);
 }
-ZSP_DFT_INLINE void storeSample(void* p, __m128 v) { _mm_storel_epi64(static_cast<__m128i*>(p), _mm_castps_si128(v)); }
+
+template <class T>
+ZSP_DFT_INLINE void storePart(void* base, int k, T v) {
+  storeAt(static_cast<T*>(base), k, v);
+}
 
 }  // namespace zsp::dft
 

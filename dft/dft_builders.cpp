@@ -457,7 +457,7 @@ std::unique_ptr<KernelGraph> buildKernel(int n, bool single, bool inverse, zspge
   const KernelRecipe& kernel = kernelRecipe(n, single);
   k->recipe = kernel.recipe;
   const Type type = single ? Type::F32 : Type::F64;
-  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, kernel.lowering == PairsWidened, trace};
+  Context ctx{k->g, type, single, inverse ? 1 : -1, single ? 0 : line.fiveW, kernel.lowering == ScalarWidened, trace};
   std::vector<Cx> x(n);
   for (int j = 0; j < n; ++j) x[j] = marked(k->g, {k->g.input(2 * j, type), k->g.input(2 * j + 1, type)});
   for (const Cx& y : build(ctx, parseRecipe(k->recipe, n), x)) {

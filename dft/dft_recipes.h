@@ -27,15 +27,15 @@
 namespace zsp::dft {
 
 // How the code of one kernel is written from its graph:
-//   Pairs          two lanes of the sample's type: a complex value per register (single: its low half)
-//   PairsWidened   two lanes of single; the products by constants of the 3- and 5-point forms are formed
-//                  in two lanes of double and rounded to single once (single precision 3 and 5)
+//   Scalar         one value per operation, in the sample's precision
+//   ScalarWidened  scalar; the products by constants of the 3- and 5-point forms are formed in double
+//                  and rounded to single once (single precision 3 and 5)
+//   Pairs          two lanes of double: a complex value per register
 //   Lanes4         four lanes of single in split form: four real or four imaginary parts per register
-enum class Lowering { Pairs, PairsWidened, Lanes4 };
+enum class Lowering { Scalar, ScalarWidened, Pairs, Lanes4 };
 
 // How a kernel reaches data at any address:
-//   OneRoute   single-precision pairs move one sample at a time, at any address: no alignment test and
-//              no second route
+//   OneRoute   scalar code has no alignment test and no second route
 //   BothInOne  the kernel holds the aligned and the unaligned route in its own body
 //   Sibling    the unaligned route is a local function of its own, entered by a tail call
 enum class Routes { OneRoute, BothInOne, Sibling };
@@ -59,10 +59,10 @@ struct RecipeLine {
 // clang-format off
 constexpr RecipeLine kRecipes[] = {
 //  N   Zsp32fc: recipe            lowering       routes      Zsp64fc: recipe      lowering routes   5w
-  { 2, {"base",                      Pairs,         OneRoute}, {"base",             Pairs, BothInOne},  0},
-  { 3, {"base",                      PairsWidened,  OneRoute}, {"base",             Pairs, BothInOne},  0},
-  { 4, {"base",                      Pairs,         OneRoute}, {"base",             Pairs, BothInOne},  0},
-  { 5, {"base",                      PairsWidened,  OneRoute}, {"base",             Pairs, Sibling},   0},
+  { 2, {"base",                      Scalar,        OneRoute}, {"base",             Pairs, BothInOne},  0},
+  { 3, {"base",                      ScalarWidened, OneRoute}, {"base",             Pairs, BothInOne},  0},
+  { 4, {"base",                      Scalar,        OneRoute}, {"base",             Pairs, BothInOne},  0},
+  { 5, {"base",                      ScalarWidened, OneRoute}, {"base",             Pairs, Sibling},   0},
   { 6, {"2.3",                       Lanes4,        Sibling},  {"2.3",              Pairs, BothInOne},  0},
   { 7, {"rader 2,3",                 Lanes4,        Sibling},  {"direct",           Pairs, Sibling},   0},
   { 8, {"4x2",                       Lanes4,        Sibling},  {"4x2",              Pairs, Sibling},   0},

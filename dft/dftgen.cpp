@@ -32,6 +32,7 @@ using zsp::dft::KernelGraph;
 using zspgen::dag::Counts;
 using zspgen::dag::Type;
 
+std::string partName(int32_t k) { return "x" + std::to_string(k); }
 std::string sampleName(int32_t k) { return "x" + std::to_string(k); }
 
 struct Emitted {
@@ -68,15 +69,16 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   auto refuse = [&](const std::string& why) {
     throw std::runtime_error(kernelName(n, single, inverse) + ": " + why);
   };
-  const bool twoWide = lowering == Lowering::Pairs || lowering == Lowering::PairsWidened;
-  // Single-precision pairs move a sample at a time, at any address.
-  if ((twoWide && single) != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
-    refuse("code that moves one sample at a time takes one route, wider moves two");
-  if (lowering == Lowering::PairsWidened && !single) refuse("widened products in a double-precision kernel");
+  const bool scalarCode = lowering == Lowering::Scalar || lowering == Lowering::ScalarWidened;
+  if (scalarCode != (zsp::dft::kernelRecipe(n, single).routes == Routes::OneRoute))
+    refuse("scalar code takes one route, vector code two");
+  if (lowering == Lowering::ScalarWidened && !single) refuse("widened products in a double-precision kernel");
   // The two-lane lowering must pair every value of the graph and keep to about half the graph's
   // additions, or the recipe table asks for the wrong lowering.
   zspgen::dag::PairCode paired;
+  const bool twoWide = lowering == Lowering::Pairs;
   if (twoWide) {
+    if (single) refuse("two lanes of double for a single-precision kernel");
     std::vector<std::pair<zspgen::dag::Ref, zspgen::dag::Ref>> pairs;
     for (int j = 0; j < n; ++j) pairs.emplace_back(k.outputs[2 * j], k.outputs[2 * j + 1]);
     paired = zspgen::dag::emitPairs(k.g, pairs, sampleName);
@@ -97,7 +99,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     if (!lanes.ok) refuse("the four-lane lowering met a node it has no form for");
     e.probeOutputs = zspgen::lanes4::evaluate(traced->g, trace, lanes, traced->outputs, e.probe);
   }
-  // The two-lane code computes the graph itself.
+  // The two-lane and scalar code compute the graph itself.
   if (!lanes.ok) e.probeOutputs = zspgen::dag::evaluate(k.g, k.outputs, e.probe);
   std::vector<zspgen::Statement> body;
   if (lanes.ok) {
@@ -110,34 +112,42 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.packed.shuffle = lanes.counts.shuffle;
     e.packed.flip = lanes.counts.flip;
     e.shape = "4-wide";
-  } else {
-    // Double: a sample per register, moved by the route. Single: a sample per 8-byte move into the low
-    // half of a register, at any address.
-    if (!single) {
-      s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
-      s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
-    }
-    const std::string vector = single ? "__m128" : "__m128d", suffix = single ? "_ps(" : "_pd(";
-    auto at = [&](int j) { return single ? "(pSrc + " + std::to_string(j) + ")" : "(src + " + std::to_string(2 * j) + ")"; };
+  } else if (twoWide) {
+    s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
+    s << "  double* dst = reinterpret_cast<double*>(pDst);\n";
     for (int j = 0; j < n; ++j)
       body.push_back({zspgen::Statement::Load, sampleName(j),
-                      "const " + vector + " " + sampleName(j) + " = " +
-                          (single ? "zsp::dft::loadSample" : "Access::load") + at(j) + ";",
-                      {}});
+                      "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");", {}});
     body.insert(body.end(), paired.body.begin(), paired.body.end());
-    body.push_back({zspgen::Statement::Compute, "scalePair",
-                    "const " + vector + " scalePair = _mm_set1" + suffix + "scale);", {}});
+    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);", {}});
     for (int j = 0; j < n; ++j) {
       std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
       uses.push_back("scalePair");
-      const std::string place = single ? "zsp::dft::storeSample(pDst + " + std::to_string(j)
-                                       : "Access::store(dst + " + std::to_string(2 * j);
       body.push_back({zspgen::Statement::Store, "",
-                      place + ", _mm_mul" + suffix + paired.outputs[static_cast<size_t>(j)] + ", scalePair));", uses});
+                      "Access::store(dst + " + std::to_string(2 * j) + ", _mm_mul_pd(" +
+                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
+                      uses});
     }
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
+  } else {
+    const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
+    for (int j = 0; j < 2 * n; ++j)
+      body.push_back({zspgen::Statement::Load, partName(j),
+                      std::string("const ") + t + " " + partName(j) + " = zsp::dft::loadPart<" + t + ">(pSrc, " +
+                          std::to_string(j) + ");",
+                      {}});
+    body.insert(body.end(), scalar.body.begin(), scalar.body.end());
+    for (int j = 0; j < 2 * n; ++j)
+      body.push_back({zspgen::Statement::Store, "",
+                      std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", " +
+                          scalar.outputs[static_cast<size_t>(j)] + " * scale);",
+                      scalar.outputUses[static_cast<size_t>(j)]});
+    e.packed = {};
+    e.packed.addsub = e.counts.adds;
+    e.packed.mul = e.counts.muls + 2 * n;
+    e.shape = "scalar";
   }
   // Statements in the order of the data flow's stages, so that values stay in registers.
   s << zspgen::scheduledText(body, "  ");

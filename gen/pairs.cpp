@@ -20,26 +20,8 @@ struct SRef {
 uint64_t key(SRef s) { return static_cast<uint64_t>(static_cast<uint32_t>(s.r)) * 2u + (s.neg ? 1u : 0u); }
 SRef flip(SRef s) { return {s.r, !s.neg}; }
 
-// The register type and intrinsics of a pair of `type`: doubles fill a register, singles its low half
-// (the high half holds zeros and is never stored).
-const char* vectorType(Type t) { return t == Type::F64 ? "__m128d" : "__m128"; }
-std::string op(const char* base, Type t) { return std::string(base) + (t == Type::F64 ? "_pd(" : "_ps("); }
-
-// A pair of literals, low lane first.
-std::string constantPair(double lo, double hi, Type t) {
-  if (t == Type::F64) return "_mm_set_pd(" + literal(hi, t) + ", " + literal(lo, t) + ")";
-  return "_mm_set_ps(0.0f, 0.0f, " + literal(hi, t) + ", " + literal(lo, t) + ")";
-}
-
-std::string signMask(bool lo, bool hi, Type t) {
-  if (t == Type::F64) return std::string("_mm_set_pd(") + (hi ? "-0.0" : "0.0") + ", " + (lo ? "-0.0" : "0.0") + ")";
-  return std::string("_mm_set_ps(0.0f, 0.0f, ") + (hi ? "-0.0f" : "0.0f") + ", " + (lo ? "-0.0f" : "0.0f") + ")";
-}
-
-// Lane 0 of `v` in both lanes, or lane 1 in both.
-std::string duplicated(const std::string& v, int lane, Type t) {
-  if (t == Type::F64) return lane == 0 ? "_mm_movedup_pd(" + v + ")" : "_mm_unpackhi_pd(" + v + ", " + v + ")";
-  return (lane == 0 ? "_mm_moveldup_ps(" : "_mm_movehdup_ps(") + v + ")";
+std::string signMask(bool lo, bool hi) {
+  return std::string("_mm_set_pd(") + (hi ? "-0.0" : "0.0") + ", " + (lo ? "-0.0" : "0.0") + ")";
 }
 
 class Lowering {
@@ -50,11 +32,6 @@ class Lowering {
     lo = norm(lo);
     hi = norm(hi);
     if (const std::string* v = find(lo, hi)) return *v;
-    const Type type = g_.node(lo.r).type;
-    if (g_.node(hi.r).type != type) {  // no builder pairs values of two widths
-      unsupported_ = true;
-      return remember(lo, hi, constantPair(0, 0, type));
-    }
     // One swap or one sign flip of a pair already made costs less than making it again.
     for (bool fl : {false, true})
       for (bool fh : {false, true}) {
@@ -74,20 +51,15 @@ class Lowering {
       if (other >= 0) {
         const std::string v = isReal ? pair({lo.r, false}, {other, false}) : pair({other, false}, {lo.r, false});
         ++counts_.shuffle;
-        const std::string both = emit(duplicated(v, isReal ? 0 : 1, type), {v}, type);
+        const std::string both = emit((isReal ? "_mm_movedup_pd(" : "_mm_unpackhi_pd(" + v + ", ") + v + ")", {v});
         return remember(lo, hi, flipped(both, lo.neg, hi.neg));
       }
     }
     const Node &L = g_.node(lo.r), &H = g_.node(hi.r);
     if (L.op == Op::Input && H.op == Op::Input) return remember(lo, hi, inputs(lo, hi));
     if (L.op == Op::Const && H.op == Op::Const)
-      return remember(lo, hi, constantPair(sign(lo) * L.value, sign(hi) * H.value, type));
-    // A change of width of both lanes at once; a sign passes through it unchanged.
-    if ((L.op == Op::Widen && H.op == Op::Widen) || (L.op == Op::Narrow && H.op == Op::Narrow)) {
-      const std::string v = pair({L.a, lo.neg}, {H.a, hi.neg});
-      ++counts_.convert;
-      return remember(lo, hi, emit(L.op == Op::Widen ? "_mm_cvtps_pd(" + v + ")" : "_mm_cvtpd_ps(" + v + ")", {v}, type));
-    }
+      return remember(lo, hi, "_mm_set_pd(" + literal(sign(hi) * H.value, Type::F64) + ", " +
+                                  literal(sign(lo) * L.value, Type::F64) + ")");
     if (L.op == Op::Mul || H.op == Op::Mul) {
       if (L.op != Op::Const && H.op != Op::Const) return remember(lo, hi, product(lo, hi));
     }
@@ -134,7 +106,7 @@ class Lowering {
 
   Ref derivedPartner(Ref v, bool& isReal, int depth) {
     const Node& n = g_.node(v);
-    if (depth == 0 || !(isSum(n) || n.op == Op::Mul || n.op == Op::Widen || n.op == Op::Narrow)) return -1;
+    if (depth == 0 || !(isSum(n) || n.op == Op::Mul)) return -1;
     bool realA = false, realB = false;
     const Ref pa = partnerOf(n.a, realA, depth - 1);
     if (pa < 0) return -1;
@@ -169,12 +141,10 @@ class Lowering {
   }
 
   // A statement of `expr`, which reads `operands`: values (names of statements or samples) or constants.
-  std::string emit(const std::string& expr, std::initializer_list<std::string> operands, Type type) {
+  std::string emit(const std::string& expr, std::initializer_list<std::string> operands) {
     const std::string name = "v" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, std::string("const ") + vectorType(type) + " " + name + " = " + expr + ";",
-                     valuesAmong(operands)});
+    body_.push_back({Statement::Compute, name, "const __m128d " + name + " = " + expr + ";", valuesAmong(operands)});
     values_.insert(name);
-    types_[name] = type;
     return name;
   }
 
@@ -189,10 +159,9 @@ class Lowering {
   }
 
  private:
-  std::string sample(int32_t k, Type type) {
+  std::string sample(int32_t k) {
     const std::string name = sample_(k);
     values_.insert(name);
-    types_[name] = type;
     return name;
   }
 
@@ -206,30 +175,24 @@ class Lowering {
   std::string flipped(const std::string& v, bool lo, bool hi) {
     if (!lo && !hi) return v;
     ++counts_.flip;
-    const Type t = typeOf(v);
-    return emit(op("_mm_xor", t) + v + ", " + signMask(lo, hi, t) + ")", {v}, t);
+    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")", {v});
   }
 
   std::string swapped(const std::string& v) {
     ++counts_.shuffle;
     // pshufd leaves its source intact, so a swap of a value that lives on needs no copy first.
-    if (typeOf(v) == Type::F32) return emit("_mm_castsi128_ps(_mm_shuffle_epi32(_mm_castps_si128(" + v + "), 0xE1))", {v}, Type::F32);
-    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v}, Type::F64);
+    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v});
   }
 
   std::string inputs(SRef lo, SRef hi) {
     if (lo.neg || hi.neg) return flipped(pair({lo.r, false}, {hi.r, false}), lo.neg, hi.neg);
-    const Type t = g_.node(lo.r).type;
     const int32_t a = g_.node(lo.r).input, b = g_.node(hi.r).input;
-    const std::string sa = sample(a / 2, t), sb = sample(b / 2, t);
+    const std::string sa = sample(a / 2), sb = sample(b / 2);
     if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 1) return sa;
     ++counts_.shuffle;
-    if (a / 2 == b / 2 && a % 2 == b % 2) return emit(duplicated(sa, a % 2, t), {sa}, t);
-    if (t == Type::F64)
-      return emit("_mm_shuffle_pd(" + sa + ", " + sb + ", " + std::to_string(a % 2 + 2 * (b % 2)) + ")", {sa, sb}, t);
-    // Single: each part brought to lane 0 of its sample, then the two interleaved.
-    const std::string pa = a % 2 ? "_mm_movehdup_ps(" + sa + ")" : sa, pb = b % 2 ? "_mm_movehdup_ps(" + sb + ")" : sb;
-    return emit("_mm_unpacklo_ps(" + pa + ", " + pb + ")", {sa, sb}, t);
+    if (a / 2 == b / 2 && a % 2 == 0 && b % 2 == 0) return emit("_mm_movedup_pd(" + sa + ")", {sa});
+    if (a / 2 == b / 2 && a % 2 == 1 && b % 2 == 1) return emit("_mm_unpackhi_pd(" + sa + ", " + sa + ")", {sa});
+    return emit("_mm_shuffle_pd(" + sa + ", " + sb + ", " + std::to_string(a % 2 + 2 * (b % 2)) + ")", {sa, sb});
   }
 
   // Two products by constants, or one product beside a value that takes the factor 1.
@@ -240,9 +203,8 @@ class Lowering {
     const double cl = sign(lo) * (L.op == Op::Mul ? L.value : 1.0);
     const double ch = sign(hi) * (H.op == Op::Mul ? H.value : 1.0);
     const std::string v = pair(a, b);
-    const Type t = typeOf(v);
     ++counts_.mul;
-    return emit(op("_mm_mul", t) + v + ", " + constantPair(cl, ch, t) + ")", {v}, t);
+    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))", {v});
   }
 
   // How the terms of two sums pair up: A holds the first term of each lane, B the second, and the
@@ -291,9 +253,8 @@ class Lowering {
     const std::string a = pair(chosen.a[0], chosen.a[1]);
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
-    const Type t = typeOf(a);
-    const char* base = chosen.op == Split::Add ? "_mm_add" : chosen.op == Split::Sub ? "_mm_sub" : "_mm_addsub";
-    return emit(op(base, t) + a + ", " + b + ")", {a, b}, t);
+    const char* op = chosen.op == Split::Add ? "_mm_add_pd(" : chosen.op == Split::Sub ? "_mm_sub_pd(" : "_mm_addsub_pd(";
+    return emit(op + a + ", " + b + ")", {a, b});
   }
 
   // The cost of a pair that is made already or marked as one complex value; a large number otherwise.
@@ -314,9 +275,7 @@ class Lowering {
   std::string joined(SRef lo, SRef hi) {
     const std::string l = scalar(lo), h = scalar(hi);
     ++counts_.shuffle;
-    const Type t = g_.node(lo.r).type;
-    if (t == Type::F64) return emit("_mm_set_pd(" + h + ", " + l + ")", {h, l}, t);
-    return emit("_mm_set_ps(0.0f, 0.0f, " + h + ", " + l + ")", {h, l}, t);
+    return emit("_mm_set_pd(" + h + ", " + l + ")", {h, l});
   }
 
   std::string scalar(SRef s) {
@@ -325,7 +284,6 @@ class Lowering {
     std::string expr;
     std::vector<std::string> reads;
     const Node& n = g_.node(s.r);
-    const Type type = n.type;
     if (auto it = lanes_.find(key(s)); it != lanes_.end()) {
       expr = lane(it->second.first, it->second.second);
       reads = valuesAmong({it->second.first});
@@ -333,19 +291,15 @@ class Lowering {
       expr = "-" + lane(jt->second.first, jt->second.second);
       reads = valuesAmong({jt->second.first});
     } else if (n.op == Op::Input) {
-      const std::string v = sample(n.input / 2, type);
+      const std::string v = sample(n.input / 2);
       expr = (s.neg ? "-" : "") + lane(v, n.input % 2);
       reads = {v};
     } else if (n.op == Op::Const) {
-      return literal(sign(s) * n.value, type);
-    } else if (n.op == Op::Widen || n.op == Op::Narrow) {
-      const std::string a = scalar({n.a, s.neg});
-      expr = std::string("static_cast<") + typeName(type) + ">(" + a + ")";
-      reads = valuesAmong({a});
+      return literal(sign(s) * n.value, Type::F64);
     } else if (n.op == Op::Mul) {
       const std::string a = scalar({n.a, false});
       ++counts_.scalar;
-      expr = literal(sign(s) * n.value, type) + " * " + a;
+      expr = literal(sign(s) * n.value, Type::F64) + " * " + a;
       reads = valuesAmong({a});
     } else if (isSum(n)) {
       const std::array<SRef, 2> t = terms(s);
@@ -358,27 +312,18 @@ class Lowering {
       expr = "0.0";
     }
     const std::string name = "s" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, std::string("const ") + typeName(type) + " " + name + " = " + expr + ";", reads});
+    body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";", reads});
     values_.insert(name);
     scalars_.emplace(key(s), name);
     return name;
   }
 
-  std::string lane(const std::string& v, int which) const {
-    if (typeOf(v) == Type::F32) return which == 0 ? "_mm_cvtss_f32(" + v + ")" : "_mm_cvtss_f32(_mm_movehdup_ps(" + v + "))";
+  static std::string lane(const std::string& v, int which) {
     return which == 0 ? "_mm_cvtsd_f64(" + v + ")" : "_mm_cvtsd_f64(_mm_unpackhi_pd(" + v + ", " + v + "))";
-  }
-
-  // The type of a pair made so far (a statement or a sample register); pairs of literals are double
-  // unless made as single.
-  Type typeOf(const std::string& v) const {
-    if (auto it = types_.find(v); it != types_.end()) return it->second;
-    return v.rfind("_mm_set_ps(", 0) == 0 ? Type::F32 : Type::F64;
   }
 
   int next_ = 0;
   std::unordered_set<std::string> values_;  // names of statements and samples: what a statement can read
-  std::unordered_map<std::string, Type> types_;  // the type of each of them
   std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
   std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
   std::unordered_map<uint64_t, std::string> scalars_;

@@ -1,6 +1,5 @@
-// Two-lane lowering of an expression graph: every value that the outputs need is computed as a pair in
-// one 128-bit register, the low lane and the high lane of a complex sample: two doubles, or two singles in
-// the low half. A graph that forms its products in double changes the width of both lanes at once.
+// Two-lane lowering of an expression graph: every value that the outputs need is computed as a pair of
+// doubles in one 128-bit register, the low lane and the high lane of a complex sample.
 //
 // The lowering starts at the output pairs (real part, imaginary part) and walks down: two additions or
 // subtractions become one packed addition, subtraction or add-sub (low lane subtracts, high lane adds),
@@ -28,14 +27,13 @@ struct PairCounts {
   int mul = 0;      // packed multiplications
   int shuffle = 0;  // lane swaps, duplications and joins
   int flip = 0;     // sign flips
-  int convert = 0;  // changes of width (single pairs to double pairs and back)
   int scalar = 0;   // scalar operations where no pairing was found
 };
 
 struct PairCode {
-  bool ok = true;  // false: the graph holds a node the lowering has no form for
+  bool ok = true;  // false: the graph holds a node the lowering has no form for (a width change)
   std::vector<Statement> body;       // in dependency order
-  std::vector<std::string> outputs;  // one __m128d (__m128 for single) expression per output pair
+  std::vector<std::string> outputs;  // one __m128d expression per output pair
   std::vector<std::vector<std::string>> outputUses;  // per output, the names it reads
   PairCounts counts;
 };

@@ -499,21 +499,24 @@ std::pair<int, int> singleArithmetic(const unsigned char* code, size_t size) {
   return {packed, scalar};
 }
 
-// The single-precision kernels do their additions and multiplications in packed instructions: two lanes
-// up to 5 samples, four from 6 on. The body of each route (the kernel itself where it has one route or
-// holds both, else the sibling) is read for the single-precision opcodes.
-TEST(DftRoutes, SinglePrecisionRunsPackedArithmetic) {
+// From 6 samples on the single-precision kernels compute in four lanes: the body of each route (the
+// sibling, or the kernel that holds both) does its arithmetic in packed instructions only.
+TEST(DftRoutes, SinglePrecisionFromSixSamplesRunsFourLanes) {
   const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgDFTFwd_CToC_32fc));
-  for (int n = 2; n <= 64; ++n)
+  for (int n = 6; n <= 64; ++n)
     for (const char* dir : {"Fwd", "Inv"}) {
       const std::string kernel = std::string("zspgDFT") + dir + "_CToC_" + std::to_string(n) + "_32fc";
-      const std::string body = n < 6 || n == 59 ? "x3_" + kernel : "x3_owng" + kernel.substr(4) + "_unaligned";
+      const std::string body = n == 59 ? "x3_" + kernel : "x3_owng" + kernel.substr(4) + "_unaligned";
       const uintptr_t at = lib.address(body);
       ASSERT_NE(at, 0u) << body;
       const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(at), lib.size.at(body));
       EXPECT_GE(packed, n / 2) << body;
       EXPECT_LT(10 * scalar, packed) << body;
     }
+  // The scalar kernels are what the opcode count tells apart.
+  const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(lib.address("x3_zspgDFTFwd_CToC_5_32fc")),
+                                                 lib.size.at("x3_zspgDFTFwd_CToC_5_32fc"));
+  EXPECT_GT(scalar, packed);
 }
 
 }  // namespace
