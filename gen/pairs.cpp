@@ -66,11 +66,12 @@ class Lowering {
     if (isSum(L) && isSum(H)) {
       // Where both halves of the sum would come swapped, the sum of the pairs as they stand, swapped
       // once, costs less.
-      if (bestSplit(lo, hi).cost >= 2 && bestSplit(hi, lo).cost + 1 < bestSplit(lo, hi).cost) {
-        const std::string other = remember(hi, lo, sum(hi, lo));
-        return remember(lo, hi, swapped(other));
+      const Chosen direct = bestSplit(lo, hi);
+      if (direct.cost >= 2) {
+        const Chosen reversed = bestSplit(hi, lo);
+        if (reversed.cost + 1 < direct.cost) return remember(lo, hi, swapped(remember(hi, lo, sum(reversed.split))));
       }
-      return remember(lo, hi, sum(lo, hi));
+      return remember(lo, hi, sum(direct.split));
     }
     return remember(lo, hi, joined(lo, hi));
   }
@@ -248,8 +249,7 @@ class Lowering {
     return best;
   }
 
-  std::string sum(SRef lo, SRef hi) {
-    const Split chosen = bestSplit(lo, hi).split;
+  std::string sum(const Split& chosen) {
     const std::string a = pair(chosen.a[0], chosen.a[1]);
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;

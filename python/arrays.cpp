@@ -70,6 +70,19 @@ int servedLength(py::ssize_t length, int lo, int hi, const char* name) {
   return static_cast<int>(length);
 }
 
+py::array resizedLast(const py::array& a, py::handle length, int lo, int hi) {
+  if (length.is_none()) return a;
+  if (!PyIndex_Check(length.ptr())) failWithDtype("n", "must be an integer");
+  const py::ssize_t wanted = servedLength(length.cast<py::ssize_t>(), lo, hi, "n");
+  const py::ssize_t has = lastLength(a);
+  if (has == wanted) return a;
+  py::array resized(a.dtype(), shapeOf(a, wanted));
+  resized.attr("fill")(0);
+  const py::tuple kept = py::make_tuple(py::ellipsis(), py::slice(0, std::min(has, wanted), 1));
+  resized[kept] = a[kept];
+  return resized;
+}
+
 std::vector<py::ssize_t> shapeOf(const py::array& a, py::ssize_t last) {
   std::vector<py::ssize_t> shape(a.shape(), a.shape() + a.ndim());
   if (last >= 0) shape.back() = last;

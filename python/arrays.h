@@ -56,6 +56,10 @@ Precision precisionOf(const py::array& a, bool realOnly, const char* name);
 py::ssize_t lastLength(const py::array& a);
 // `length` when it lies in lo..hi, else zspStsSizeErr naming `name`.
 int servedLength(py::ssize_t length, int lo, int hi, const char* name);
+// numpy's n=: `a` with its last axis cut or padded with zeros to the length `length` names, `a`
+// itself when it has that length already or `length` is None, else a new array of a's dtype. A
+// length outside lo..hi is zspStsSizeErr naming n.
+py::array resizedLast(const py::array& a, py::handle length, int lo, int hi);
 // The shape of `a`, with the last axis replaced by `last` when it is not negative.
 std::vector<py::ssize_t> shapeOf(const py::array& a, py::ssize_t last = -1);
 

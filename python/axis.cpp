@@ -1,8 +1,6 @@
 #include "axis.h"
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "errors.h"
 
@@ -31,24 +29,6 @@ py::array movedLast(const py::array& a, const Axis& axis) {
 py::array movedBack(const py::array& a, const Axis& axis) {
   if (axis.isLast()) return a;
   return numpy().attr("moveaxis")(a, -1, axis.index);
-}
-
-py::array resizedLast(const py::array& a, py::handle length, int lo, int hi) {
-  if (length.is_none()) return a;
-  if (!PyIndex_Check(length.ptr())) failWithDtype("n", "must be an integer");
-  const py::ssize_t wanted = length.cast<py::ssize_t>();
-  if (wanted < lo || wanted > hi)
-    failWithStatus(zspStsSizeErr, "n",
-                   "length " + std::to_string(wanted) + ", served are " + std::to_string(lo) + ".." + std::to_string(hi));
-  const py::ssize_t has = a.shape(a.ndim() - 1);
-  if (has == wanted) return a;
-  std::vector<py::ssize_t> shape(a.shape(), a.shape() + a.ndim());
-  shape.back() = wanted;
-  py::array resized(a.dtype(), shape);
-  resized.attr("fill")(0);
-  const py::tuple kept = py::make_tuple(py::ellipsis(), py::slice(0, std::min(has, wanted), 1));
-  resized[kept] = a[kept];
-  return resized;
 }
 
 }  // namespace zsppy

@@ -25,9 +25,4 @@ py::array movedLast(const py::array& a, const Axis& axis);
 // The inverse: an array laid out as movedLast gives, with its last axis moved back to `axis`.
 py::array movedBack(const py::array& a, const Axis& axis);
 
-// numpy's n=: `a` with its last axis cut or padded with zeros to the length `length` names, `a`
-// itself when it has that length already or `length` is None, else a new array of a's dtype. A
-// length outside lo..hi is zspStsSizeErr naming n.
-py::array resizedLast(const py::array& a, py::handle length, int lo, int hi);
-
 }  // namespace zsppy
