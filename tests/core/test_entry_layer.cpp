@@ -53,6 +53,25 @@ TEST(EntryLayer, EveryExportJumpsThroughItsOwnSlotToItsOwnImplementation) {
   dlclose(self);
 }
 
+// A fixed-length kernel never hands its work to another: its implementation is a body of its own, not a
+// jump to a twin whose code came out the same (as the compiler's folding of identical functions makes).
+TEST(EntryLayer, EveryFixedLengthKernelIsABodyOfItsOwn) {
+  const std::regex fixedLength(".*_[0-9]+_(32|64)fc?");
+  int kernels = 0;
+  for (const std::string& name : exportedNames()) {
+    if (!std::regex_match(name, fixedLength)) continue;
+    ++kernels;
+    const std::string body = "x3_" + name;
+    const uintptr_t at = library().address(body);
+    ASSERT_NE(at, 0u) << body;
+    const auto* code = reinterpret_cast<const uint8_t*>(at);
+    EXPECT_GT(library().size.at(body), 16u) << body;
+    EXPECT_TRUE(code[0] != 0xE9 && code[0] != 0xEB) << body << " starts with a jump";
+  }
+  // DFT 2 x 2 x 63, real forward and inverse 2 x 3 x 2 x 63, Hartley 2 x 63, Walsh-Hadamard 2 x 13.
+  EXPECT_EQ(kernels, 252 + 756 + 126 + 26);
+}
+
 TEST(EntryLayer, VersionRecordReadsAsPromised) {
   const zspLibraryVersion* v = zspgenGetLibVersion();
   ASSERT_EQ(v, zspgenGetLibVersion());
