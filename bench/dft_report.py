@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs bench_dft (or reads its JSON) and writes the ratio table as CSV and a PNG plot.
 
-    python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft [--repetitions 3]
+    python3 bench/dft_report.py --bench build/bench/bench_dft --out bench-results/dft [--repetitions 3] [--processes 2]
         [--library build/lib/libzspgenx3.so --packed build/generated/dft/dft_packed_counts.txt]
     python3 bench/dft_report.py --json results.json --out bench-results/dft
 
@@ -25,11 +25,26 @@ import dft_instructions  # noqa: E402
 NAME = re.compile(r"zspgDFT(Fwd|Inv)_CToC_(\d+)_(32fc|64fc)/(zsp|fftw)")
 
 
-def run_bench(binary, repetitions, extra):
-    out = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.05",
-                          f"--benchmark_repetitions={repetitions}"] + extra,
-                         check=True, capture_output=True, text=True).stdout
-    return json.loads(out)
+def run_bench(binary, repetitions, extra, processes=1):
+    """The benchmark's results, from `processes` runs of the binary merged into one list.
+
+    A kernel's speed on this machine depends on where things lie (the kernel's code, its constants, the
+    stack, the library's load address) and on what ran just before it: the same code measures up to three
+    times slower in one build, process or order than in another. Each process gets a fresh layout, and
+    within a process the repetitions run in a random order, so the fastest of them is the kernel's speed
+    where nothing stands in its way."""
+    interleave = ["--benchmark_enable_random_interleaving=true"] if repetitions > 1 else []
+    results = None
+    for _ in range(processes):
+        out = subprocess.run([binary, "--benchmark_format=json", "--benchmark_min_time=0.05",
+                              f"--benchmark_repetitions={repetitions}"] + interleave + extra,
+                             check=True, capture_output=True, text=True).stdout
+        run = json.loads(out)
+        if results is None:
+            results = run
+        else:
+            results["benchmarks"] += run["benchmarks"]
+    return results
 
 
 def collect(results):
@@ -127,6 +142,7 @@ def main():
     ap.add_argument("--json", help="JSON written by bench_dft --benchmark_format=json")
     ap.add_argument("--out", default="bench-results/dft", help="output path without extension")
     ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
+    ap.add_argument("--processes", type=int, default=1, help="separate runs of the binary; the fastest counts")
     ap.add_argument("--library", help="built libzspgenx3.so, for the instruction counts")
     ap.add_argument("--packed", help="the generator's dft_packed_counts.txt, beside them")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_dft")
@@ -135,7 +151,7 @@ def main():
         with open(args.json) as f:
             results = json.load(f)
     elif args.bench:
-        results = run_bench(args.bench, args.repetitions, args.extra)
+        results = run_bench(args.bench, args.repetitions, args.extra, args.processes)
     else:
         sys.exit("give --bench or --json")
     rows = collect(results)

@@ -122,13 +122,14 @@ def main():
     ap.add_argument("--json", help="JSON written by bench_real --benchmark_format=json")
     ap.add_argument("--out", default="bench-results/real", help="output path without extension")
     ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
+    ap.add_argument("--processes", type=int, default=1, help="separate runs of the binary; the fastest counts")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_real")
     args = ap.parse_args()
     if args.json:
         with open(args.json) as f:
             results = json.load(f)
     elif args.bench:
-        results = run_bench(args.bench, args.repetitions, args.extra)
+        results = run_bench(args.bench, args.repetitions, args.extra, args.processes)
     else:
         sys.exit("give --bench or --json")
     rows = table(collect(results))
