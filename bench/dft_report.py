@@ -29,8 +29,8 @@ def run_bench(binary, repetitions, extra, processes=1):
     """The benchmark's results, from `processes` runs of the binary merged into one list.
 
     A kernel's speed on this machine depends on where things lie (the kernel's code, its constants, the
-    stack, the library's load address) and on what ran just before it: the same code measures up to three
-    times slower in one build, process or order than in another. Each process gets a fresh layout, and
+    stack, the library's load address) and on what ran just before it: the same code has measured two to
+    five times slower in one build, process or order than in another. Each process gets a fresh layout, and
     within a process the repetitions run in a random order, so the fastest of them is the kernel's speed
     where nothing stands in its way."""
     interleave = ["--benchmark_enable_random_interleaving=true"] if repetitions > 1 else []
