@@ -7,8 +7,8 @@ Each lib dir holds a libzspgenx3.so.8.2 (copy build/lib aside before rebuilding 
 program kernel_timer (next to this script's build, build/bench/kernel_timer) runs under each build in
 turn, R rounds (default 3); each kernel keeps its fastest time per build, which on a shared machine is
 the least disturbed. Prints CSV: kernel, base ns, new ns, new/base; then the geometric mean of new/base
-per family and precision on stderr. The kernels are every fixed-length DFT, real DFT and Hartley kernel
-of lengths 2 to 64, or those whose name matches REGEX.
+per family and precision on stderr. The kernels are the fixed-length DFT, real DFT and Hartley kernels of
+the build's export list (build/generated/exported_names.txt), or those whose name matches REGEX.
 """
 import argparse
 import math
@@ -18,10 +18,17 @@ import subprocess
 import sys
 from collections import defaultdict
 
-TIMER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "build", "bench", "kernel_timer")
-PATTERNS = ["zspgDFTFwd_CToC_{n}_{t}c", "zspgDFTInv_CToC_{n}_{t}c", "zspgDFTFwd_RToCCS_{n}_{t}", "zspgDFTFwd_RToPack_{n}_{t}",
-            "zspgDFTFwd_RToPerm_{n}_{t}", "zspgDFTInv_CCSToR_{n}_{t}", "zspgDFTInv_PackToR_{n}_{t}",
-            "zspgDFTInv_PermToR_{n}_{t}", "zspgHartley_{n}_{t}"]
+BUILD = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "build")
+TIMER = os.path.join(BUILD, "bench", "kernel_timer")
+EXPORTS = os.path.join(BUILD, "generated", "exported_names.txt")
+# The kernels kernel_timer can call: source, destination and hint (the Walsh-Hadamard ones take others).
+KERNEL = re.compile(r"zspg(DFT|Hartley)\w*_\d+_(32|64)fc?")
+
+
+def kernel_names():
+    with open(EXPORTS) as f:
+        names = [line.strip() for line in f if KERNEL.fullmatch(line.strip())]
+    return sorted(names, key=lambda k: (k.endswith(("64f", "64fc")), int(re.search(r"_(\d+)_", k).group(1)), k))
 
 
 def times(lib_dir, kernels):
@@ -37,8 +44,7 @@ def main():
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--kernels", default="")
     args = parser.parse_args()
-    kernels = [p.format(n=n, t=t) for t in ("32f", "64f") for n in range(2, 65) for p in PATTERNS]
-    kernels = [k for k in kernels if re.search(args.kernels, k)]
+    kernels = [k for k in kernel_names() if re.search(args.kernels, k)]
     best = {"base": {}, "new": {}}
     for _ in range(args.rounds):
         for side in ("base", "new"):
