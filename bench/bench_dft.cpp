@@ -1,10 +1,11 @@
-// Complex DFT kernels against FFTW, in one run, on the same 16-byte aligned buffers.
+// Complex DFT kernels against FFTW, in one run, on the same 64-byte aligned buffers.
 //
 // For each length, precision and direction two benchmarks stand side by side: `zsp` calls our kernel
 // with ZSP_NODIV_BY_ANY, `fftw` executes FFTW's plan (FFTW_PATIENT unless --fftw_measure is given)
 // through the new-array interface. Both report cycles per call on the core clock measured in the same
-// run; our kernels also report their arithmetic bound and cycles over it. Kernels are looked up by name, so the program runs against whatever
-// the library exports. bench/dft_report.py turns the JSON output into the ratio table and the plot.
+// run; our kernels also report their arithmetic bound and cycles over it. Every run of a benchmark (each
+// repetition) puts the buffers and the stack at another placement (placement.h), the same for both sides.
+// Kernels are looked up by name, so the program runs against whatever the library exports. bench/dft_report.py turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <fftw3.h>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "kernel_counters.h"
+#include "placement.h"
 #include "zspgen.h"
 
 namespace {
@@ -53,20 +55,16 @@ template <> struct Fftw<Zsp64fc> {
   static constexpr const char* suffix = "64fc";
 };
 
+// Input and output at placement k (placement.h); the input holds values in [-0.5, 0.5).
 template <class T>
 struct Buffers {
-  explicit Buffers(int n) {
-    in = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 64));
-    out = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 64));
+  Buffers(int n, int k) : inArray(k, 0, 64), outArray(k, 1, 64), in(inArray.data), out(outArray.data) {
     for (int i = 0; i < n; ++i) {
       in[i].re = static_cast<decltype(in[i].re)>((i * 37 % 101) / 101.0 - 0.5);
       in[i].im = static_cast<decltype(in[i].im)>((i * 53 % 97) / 97.0 - 0.5);
     }
   }
-  ~Buffers() {
-    std::free(in);
-    std::free(out);
-  }
+  zsp::bench::PlacedArray<T> inArray, outArray;
   T* in;
   T* out;
 };
@@ -92,27 +90,33 @@ std::map<std::string, double> readBounds() {
 
 template <class T>
 void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), int n, double boundCycles) {
-  Buffers<T> b(n);
-  for (auto _ : state) {
-    kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
-    benchmark::DoNotOptimize(b.out);
-    benchmark::ClobberMemory();
-  }
+  const int k = zsp::bench::nextPlacement();
+  Buffers<T> b(n, k);
+  zsp::bench::withStackAt(k, [&] {
+    for (auto _ : state) {
+      kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
+      benchmark::DoNotOptimize(b.out);
+      benchmark::ClobberMemory();
+    }
+  });
   cycleCounters(state);
   boundCounters(state, boundCycles);
 }
 
 template <class T>
 void fftw(benchmark::State& state, int n, int sign) {
-  Buffers<T> b(n);
+  const int k = zsp::bench::nextPlacement();
+  Buffers<T> b(n, k);
   std::vector<T> keep(b.in, b.in + n);  // planning may overwrite the arrays
   const auto plan = Fftw<T>::plan(n, b.in, b.out, sign);
   std::memcpy(b.in, keep.data(), sizeof(T) * n);
-  for (auto _ : state) {
-    Fftw<T>::execute(plan, b.in, b.out);
-    benchmark::DoNotOptimize(b.out);
-    benchmark::ClobberMemory();
-  }
+  zsp::bench::withStackAt(k, [&] {
+    for (auto _ : state) {
+      Fftw<T>::execute(plan, b.in, b.out);
+      benchmark::DoNotOptimize(b.out);
+      benchmark::ClobberMemory();
+    }
+  });
   Fftw<T>::destroy(plan);
   cycleCounters(state);
 }

@@ -1,5 +1,6 @@
 // Real DFT and Hartley kernels against FFTW's real-to-complex, complex-to-real and Hartley (r2r FFTW_DHT)
-// transforms, in one run, on the same 64-byte aligned buffers.
+// transforms, in one run, on the same 64-byte aligned buffers, moved to another placement (placement.h)
+// at every run of a benchmark, the same for both sides.
 //
 // For each length, precision and direction, FFTW's plan (r2c forward, c2r inverse; FFTW_PATIENT unless
 // --fftw_measure is given, executed through the new-array interface) stands beside our three kernels,
@@ -19,6 +20,7 @@
 #include <string>
 
 #include "kernel_counters.h"
+#include "placement.h"
 #include "zspgen.h"
 
 namespace {
@@ -70,18 +72,14 @@ template <> struct Fftw<Zsp64f> {
   static constexpr const char* suffix = "64f";
 };
 
-// Room for the longest CCS spectrum, 66 values; the input holds values in [-0.5, 0.5) up to that length.
+// Room for the longest CCS spectrum, 66 values, at placement k (placement.h); the input holds values in
+// [-0.5, 0.5) up to that length.
 template <class T>
 struct Buffers {
-  Buffers() {
-    in = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
-    out = static_cast<T*>(std::aligned_alloc(64, sizeof(T) * 128));
+  explicit Buffers(int k) : inArray(k, 0, 128), outArray(k, 1, 128), in(inArray.data), out(outArray.data) {
     for (int i = 0; i < 128; ++i) in[i] = static_cast<T>((i * 37 % 101) / 101.0 - 0.5);
   }
-  ~Buffers() {
-    std::free(in);
-    std::free(out);
-  }
+  zsp::bench::PlacedArray<T> inArray, outArray;
   T* in;
   T* out;
 };
@@ -103,27 +101,33 @@ std::map<std::string, double> readBounds() {
 
 template <class T>
 void ours(benchmark::State& state, zspStatus (*kernel)(const T*, T*, Zsp32s), double boundCycles) {
-  Buffers<T> b;
-  for (auto _ : state) {
-    kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
-    benchmark::DoNotOptimize(b.out);
-    benchmark::ClobberMemory();
-  }
+  const int k = zsp::bench::nextPlacement();
+  Buffers<T> b(k);
+  zsp::bench::withStackAt(k, [&] {
+    for (auto _ : state) {
+      kernel(b.in, b.out, ZSP_NODIV_BY_ANY);
+      benchmark::DoNotOptimize(b.out);
+      benchmark::ClobberMemory();
+    }
+  });
   cycleCounters(state);
   boundCounters(state, boundCycles);
 }
 
 template <class T>
 void fftw(benchmark::State& state, int n, Kind kind) {
-  Buffers<T> b;
-  const Buffers<T> keep;  // planning may overwrite the arrays
+  const int k = zsp::bench::nextPlacement();
+  Buffers<T> b(k);
+  const Buffers<T> keep(k);  // planning may overwrite the arrays
   const auto plan = Fftw<T>::plan(n, b.in, b.out, kind);
   std::memcpy(b.in, keep.in, sizeof(T) * 128);
-  for (auto _ : state) {
-    Fftw<T>::execute(plan, b.in, b.out, kind);
-    benchmark::DoNotOptimize(b.out);
-    benchmark::ClobberMemory();
-  }
+  zsp::bench::withStackAt(k, [&] {
+    for (auto _ : state) {
+      Fftw<T>::execute(plan, b.in, b.out, kind);
+      benchmark::DoNotOptimize(b.out);
+      benchmark::ClobberMemory();
+    }
+  });
   Fftw<T>::destroy(plan);
   cycleCounters(state);
 }
