@@ -1,0 +1,59 @@
+// Which execution ports the single-precision real kernels' conversions compete for. Runs a loop of 16
+// independent scalar double additions (two per cycle at best), then the same loop with 4 or 8 widenings
+// (cvtss2sd), 4 narrowings (cvtsd2ss) or 4 multiplications added, and prints cycles per iteration at the
+// core clock measured in the same run. If the conversions shared no port with the additions, adding them
+// would cost nothing; every two cycles per four conversions means they run on the adders' two ports.
+//
+//     build/bench/port_probe
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "core_clock.h"
+
+namespace {
+
+#define ZSP_ADDS8                                                                                          \
+  "addsd %%xmm8, %%xmm0\n\taddsd %%xmm8, %%xmm1\n\taddsd %%xmm8, %%xmm2\n\taddsd %%xmm8, %%xmm3\n\t"      \
+  "addsd %%xmm8, %%xmm4\n\taddsd %%xmm8, %%xmm5\n\taddsd %%xmm8, %%xmm6\n\taddsd %%xmm8, %%xmm7\n\t"
+// Each conversion writes a register zeroed just before, as the kernels' code does, so none waits on another.
+#define ZSP_WIDEN4                                                                                         \
+  "pxor %%xmm9, %%xmm9\n\tcvtss2sd %%xmm15, %%xmm9\n\tpxor %%xmm10, %%xmm10\n\tcvtss2sd %%xmm15, %%xmm10\n\t" \
+  "pxor %%xmm11, %%xmm11\n\tcvtss2sd %%xmm15, %%xmm11\n\tpxor %%xmm12, %%xmm12\n\tcvtss2sd %%xmm15, %%xmm12\n\t"
+#define ZSP_NARROW4                                                                                        \
+  "pxor %%xmm9, %%xmm9\n\tcvtsd2ss %%xmm14, %%xmm9\n\tpxor %%xmm10, %%xmm10\n\tcvtsd2ss %%xmm14, %%xmm10\n\t" \
+  "pxor %%xmm11, %%xmm11\n\tcvtsd2ss %%xmm14, %%xmm11\n\tpxor %%xmm12, %%xmm12\n\tcvtsd2ss %%xmm14, %%xmm12\n\t"
+#define ZSP_MUL4                                                                                           \
+  "movapd %%xmm15, %%xmm9\n\tmulsd %%xmm8, %%xmm9\n\tmovapd %%xmm15, %%xmm10\n\tmulsd %%xmm8, %%xmm10\n\t" \
+  "movapd %%xmm15, %%xmm11\n\tmulsd %%xmm8, %%xmm11\n\tmovapd %%xmm15, %%xmm12\n\tmulsd %%xmm8, %%xmm12\n\t"
+
+template <class Body>
+double cyclesPerIteration(Body body) {
+  constexpr long kIterations = 10'000'000;
+  double best = 1e300;
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    const auto start = std::chrono::steady_clock::now();
+    for (long i = 0; i < kIterations; ++i) body();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    best = std::min(best, took.count() / kIterations);
+  }
+  return best * zsp::bench::coreClockHz();
+}
+
+#define ZSP_LOOP(code) \
+  [] { asm volatile(code ::: "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm9", "xmm10", "xmm11", "xmm12"); }
+
+}  // namespace
+
+int main() {
+  // Zeros in the inputs: no denormals, no infinities.
+  asm volatile("pxor %%xmm8, %%xmm8\n\tpxor %%xmm14, %%xmm14\n\tpxor %%xmm15, %%xmm15" ::: "xmm8", "xmm14", "xmm15");
+  std::printf("core clock %.2f GHz; cycles per iteration:\n", zsp::bench::coreClockHz() / 1e9);
+  std::printf("16 additions                     %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8)));
+  std::printf("16 additions, 4 widenings        %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_WIDEN4)));
+  std::printf("16 additions, 8 widenings        %.2f\n",
+              cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_WIDEN4 ZSP_WIDEN4)));
+  std::printf("16 additions, 4 narrowings       %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_NARROW4)));
+  std::printf("16 additions, 4 multiplications  %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4)));
+  return 0;
+}
