@@ -1,6 +1,8 @@
-// Which execution ports the single-precision real kernels' conversions compete for. Runs a loop of 16
+// Which execution ports the single-precision real kernels' conversions, and the four-lane complex
+// kernels' shuffles, compete for. Runs a loop of 16
 // independent scalar double additions (two per cycle at best), then the same loop with 4 or 8 widenings
-// (cvtss2sd), 4 narrowings (cvtsd2ss) or 4 multiplications added, and prints cycles per iteration at the
+// (cvtss2sd), 4 narrowings (cvtsd2ss), 4 multiplications or 4 lane shuffles (shufps, unpcklps and
+// unpckhps, as the four-lane complex kernels use them) added, and prints cycles per iteration at the
 // core clock measured in the same run. If the conversions shared no port with the additions, adding them
 // would cost nothing; every two cycles per four conversions means they run on the adders' two ports.
 //
@@ -23,6 +25,9 @@ namespace {
 #define ZSP_NARROW4                                                                                        \
   "pxor %%xmm9, %%xmm9\n\tcvtsd2ss %%xmm14, %%xmm9\n\tpxor %%xmm10, %%xmm10\n\tcvtsd2ss %%xmm14, %%xmm10\n\t" \
   "pxor %%xmm11, %%xmm11\n\tcvtsd2ss %%xmm14, %%xmm11\n\tpxor %%xmm12, %%xmm12\n\tcvtsd2ss %%xmm14, %%xmm12\n\t"
+#define ZSP_SHUFFLE4                                                                                       \
+  "movaps %%xmm15, %%xmm9\n\tshufps $0x88, %%xmm14, %%xmm9\n\tmovaps %%xmm15, %%xmm10\n\tshufps $0xdd, %%xmm14, %%xmm10\n\t" \
+  "movaps %%xmm15, %%xmm11\n\tunpcklps %%xmm14, %%xmm11\n\tmovaps %%xmm15, %%xmm12\n\tunpckhps %%xmm14, %%xmm12\n\t"
 #define ZSP_MUL4                                                                                           \
   "movapd %%xmm15, %%xmm9\n\tmulsd %%xmm8, %%xmm9\n\tmovapd %%xmm15, %%xmm10\n\tmulsd %%xmm8, %%xmm10\n\t" \
   "movapd %%xmm15, %%xmm11\n\tmulsd %%xmm8, %%xmm11\n\tmovapd %%xmm15, %%xmm12\n\tmulsd %%xmm8, %%xmm12\n\t"
@@ -55,5 +60,9 @@ int main() {
               cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_WIDEN4 ZSP_WIDEN4)));
   std::printf("16 additions, 4 narrowings       %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_NARROW4)));
   std::printf("16 additions, 4 multiplications  %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4)));
+  std::printf("16 additions, 4 shuffles         %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_SHUFFLE4)));
+  std::printf("16 additions, 8 shuffles         %.2f\n",
+              cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
+  std::printf("8 shuffles                       %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
   return 0;
 }
