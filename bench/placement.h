@@ -2,8 +2,9 @@
 //
 // The same kernel code, called on the same data, has measured up to 1.6 times slower with its stack frame
 // at some 16-byte offsets within a page than at others (a few offsets in a hundred, different ones for
-// each kernel), and up to three times slower in one build than in another with the code unchanged. One placement per benchmark can therefore land on a slow one by chance. Timing every
-// repetition at a different placement and keeping the fastest measures the code, not the chance.
+// each kernel), and up to three times slower in one build than in another with the code unchanged. One
+// placement per benchmark can therefore land on a slow one by chance. Timing every repetition at a
+// different placement and keeping the fastest measures the code, not the chance.
 #ifndef ZSPGEN_BENCH_PLACEMENT_H
 #define ZSPGEN_BENCH_PLACEMENT_H
 
