@@ -5,7 +5,8 @@
 // through the new-array interface. Both report cycles per call on the core clock measured in the same
 // run; our kernels also report their arithmetic bound and cycles over it. Every run of a benchmark (each
 // repetition) puts the buffers and the stack at another placement (placement.h), the same for both sides.
-// Kernels are looked up by name, so the program runs against whatever the library exports. bench/dft_report.py turns the JSON output into the ratio table and the plot.
+// Kernels are looked up by name, so the program runs against whatever the library exports.
+// bench/dft_report.py turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <fftw3.h>
