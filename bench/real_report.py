@@ -11,6 +11,12 @@ own row. With repetitions, each benchmark
 keeps its fastest repetition, the one least disturbed on a shared machine. The summary gives, per
 precision and format, the geometric mean of the ratios, the worst length, and the median and worst cycles
 per call over the scalar bound (the kernel's additions at two per cycle).
+
+In single precision the conversions between single and double that the precision rule asks for run on the
+same two ports as the additions, so the table also gives the port bound, (additions + conversions) / 2
+cycles from the generator's counts (build/generated/real/real_counts.txt, or --counts), the cycles per call
+over it, and the ratio to FFTW a kernel would have if it ran at that bound. In double precision the port
+bound is the scalar bound.
 """
 import argparse
 import csv
@@ -26,6 +32,19 @@ from dft_report import run_bench  # noqa: E402
 NAME = re.compile(r"(?:zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)|zspgDFTInv_(CCS|Pack|Perm|FFTW)ToR|zspgHartley(_FFTW)?)"
                   r"_(\d+)_(32f|64f)/(zsp|fftw)")
 FORMATS = ("CCS", "Pack", "Perm", "-")  # "-": the Hartley kernels, which have no format
+COUNTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "build", "generated", "real", "real_counts.txt")
+KIND = {"Fwd": "fwd", "Inv": "inv", "DHT": "dht"}
+
+
+def port_bounds(path):
+    """{(kind, n, precision): (additions + conversions) / 2} from the generator's count report."""
+    bounds = {}
+    with open(path) as f:
+        for line in f:
+            if not line.startswith("#"):
+                kind, n, precision, adds, _, _, conversions = line.split()[:7]
+                bounds[(kind, int(n), precision)] = (int(adds) + int(conversions)) / 2
+    return bounds
 
 
 def collect(results):
@@ -46,7 +65,7 @@ def collect(results):
     return rows
 
 
-def table(rows):
+def table(rows, bounds):
     out = []
     for (direction, precision, fmt, n), r in sorted(rows.items()):
         fftw = rows.get((direction, precision, "FFTW", n))
@@ -55,6 +74,10 @@ def table(rows):
         out.append({"direction": direction, "precision": precision, "format": fmt, "N": n, "zsp_ns": r["ns"], "fftw_ns": fftw["ns"],
                     "ratio": r["ns"] / fftw["ns"], "zsp_cycles": r["cycles"], "fftw_cycles": fftw["cycles"],
                     "bound_cycles": r["bound"], "cycles_per_bound": r["per_bound"]})
+        port = bounds.get((KIND[direction], n, precision))
+        cycles, fftw_cycles = r["cycles"], fftw["cycles"]
+        out[-1].update({"port_bound_cycles": port, "cycles_per_port_bound": cycles / port if cycles and port else None,
+                        "ratio_at_port_bound": port / fftw_cycles if port and fftw_cycles else None})
     return out
 
 
@@ -71,6 +94,12 @@ def summarise(rows):
         lines.append(f"{direction} {precision} {fmt}: geomean ratio {geo:.2f}, worst N={worst['N']} at {worst['ratio']:.2f}, "
                      f"above 1.3: {sum(r['ratio'] > 1.3 for r in sel)}; cycles/bound median "
                      f"{over[len(over) // 2]:.2f}, worst N={far['N']} at {far['cycles_per_bound']:.2f}")
+        at_port = [r["ratio_at_port_bound"] for r in sel if r["ratio_at_port_bound"]]
+        per_port = sorted(r["cycles_per_port_bound"] for r in sel if r["cycles_per_port_bound"])
+        if at_port and per_port:
+            lines.append(f"    port bound: cycles/port bound median {per_port[len(per_port) // 2]:.2f}; at the port bound "
+                         f"geomean ratio {math.exp(sum(map(math.log, at_port)) / len(at_port)):.2f}, "
+                         f"above 1.3: {sum(v > 1.3 for v in at_port)}")
     return lines
 
 
@@ -78,10 +107,10 @@ def write_csv(rows, path):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
         keys = ["direction", "precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
-                "cycles_per_bound"]
+                "cycles_per_bound", "port_bound_cycles", "cycles_per_port_bound", "ratio_at_port_bound"]
         w.writerow(keys)
         for r in rows:
-            w.writerow([f"{r[k]:.3f}" if isinstance(r[k], float) else r[k] for k in keys])
+            w.writerow([f"{r[k]:.3f}" if isinstance(r[k], float) else "" if r[k] is None else r[k] for k in keys])
 
 
 def plot(rows, path):
@@ -123,6 +152,7 @@ def main():
     ap.add_argument("--out", default="bench-results/real", help="output path without extension")
     ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
     ap.add_argument("--processes", type=int, default=1, help="separate runs of the binary; the fastest counts")
+    ap.add_argument("--counts", default=COUNTS, help="the generator's count report (real_counts.txt)")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_real")
     args = ap.parse_args()
     if args.json:
@@ -132,7 +162,7 @@ def main():
         results = run_bench(args.bench, args.repetitions, args.extra, args.processes)
     else:
         sys.exit("give --bench or --json")
-    rows = table(collect(results))
+    rows = table(collect(results), port_bounds(args.counts))
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
     write_csv(rows, args.out + ".csv")
     for line in summarise(rows):

@@ -11,6 +11,7 @@
 // Every kernel is one straight scalar body: the checks, the loads of all N inputs, the graph of the
 // length's rule (lowered to the single-precision rule for _32f), the scale literal on every stored value,
 // the stores. The three formats of one kernel run one graph and differ in where the spectrum stands.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -56,16 +57,23 @@ constexpr Direction kDirections[] = {{Direction::Forward, "fwd"}, {Direction::In
 
 struct Counts {
   int adds = 0, muls = 0, doublings = 0;
+  int conversions = 0;  // widenings and roundings between single and double; none in double precision
 };
 
-// Additions and multiplications that reach an output; doublings apart.
-Counts countOf(const Graph& g, const std::vector<Ref>& outputs) {
+// Additions and multiplications that reach an output; doublings apart. The conversions are those of the
+// graph and those of the scaling: an output left in double is rounded after its scale multiplication, for
+// which the scale literal is widened once.
+Counts countOf(const Graph& g, const std::vector<Ref>& outputs, bool single) {
   Counts c;
   for (Ref r : zspgen::dag::liveNodes(g, outputs)) {
     const zspgen::dag::Node& n = g.node(r);
     if (n.op == zspgen::dag::Op::Add || n.op == zspgen::dag::Op::Sub) ++c.adds;
     if (n.op == zspgen::dag::Op::Mul) ++(zsp::real::isDoubling(n) ? c.doublings : c.muls);
+    if (n.op == zspgen::dag::Op::Widen || n.op == zspgen::dag::Op::Narrow) ++c.conversions;
   }
+  if (!single) return c;
+  const auto leftDouble = std::count_if(outputs.begin(), outputs.end(), [&](Ref r) { return g.node(r).type == Type::F64; });
+  c.conversions += static_cast<int>(leftDouble) + (leftDouble > 0 ? 1 : 0);
   return c;
 }
 
@@ -190,16 +198,16 @@ int main(int argc, char** argv) {
   const bool check = out == "--check";
   zspgen::GeneratedTree tree(out, zspgen::commandLine(argc, argv));
   std::ostringstream report, expected;
-  report << "# direction length precision additions multiplications doublings rule\n";
+  report << "# direction length precision additions multiplications doublings conversions rule\n";
   expected << "# direction length precision, N inputs, N outputs under ZSP_NODIV_BY_ANY, spectra in Pack order\n";
   for (const Direction& d : kDirections) {
     for (int n = zsp::real::kFirstLength; n <= zsp::real::kLastLength; ++n) {
       for (bool single : {true, false}) {
         const KernelGraph k = buildKernel(d, n, single);
-        const Counts counts = countOf(k.graph(), k.outputs());
+        const Counts counts = countOf(k.graph(), k.outputs(), single);
         const std::string type = single ? "32f" : "64f";
         report << d.tag << " " << n << " " << type << " " << counts.adds << " " << counts.muls << " "
-               << counts.doublings << " " << k.exact->rule << "\n";
+               << counts.doublings << " " << counts.conversions << " " << k.exact->rule << "\n";
         expected << expectedLine(d, n, single, k);
         if (check) {
           std::printf("%s %2d %s %5d %5d %3d  matrix error %.3g  %s\n", d.tag, n, type.c_str(), counts.adds,
