@@ -166,8 +166,9 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   const std::string sibling = "x3_owng" + name.substr(4) + "_unaligned";
   const std::string sample = single ? "Zsp32fc" : "Zsp64fc";
   const std::string params = "(const " + sample + "* pSrc, " + sample + "* pDst, Zsp32s hint)";
-  const std::string misaligned = "if (!zsp::isAligned16(pSrc) || !zsp::isAligned16(pDst)) ";
-  const std::string misalignedRare = "if (__builtin_expect(!zsp::isAligned16(pSrc) || !zsp::isAligned16(pDst), 0)) ";
+  const std::string misalignedTest = "!zsp::isAligned16(pSrc) || !zsp::isAligned16(pDst)";
+  const std::string misaligned = "if (" + misalignedTest + ") ";
+  const std::string misalignedRare = "if (__builtin_expect(" + misalignedTest + ", 0)) ";
   std::ostringstream s;
   s << "namespace {\n\n" << body << "\n}  // namespace\n\n";
   s << "// " << name << ": recipe " << k->recipe << ", " << e.counts.adds << " additions, " << e.counts.muls
