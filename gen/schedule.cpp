@@ -4,6 +4,7 @@
 #include <numeric>
 #include <sstream>
 #include <stdexcept>
+#include <tuple>
 #include <unordered_map>
 
 namespace zspgen {
@@ -18,6 +19,8 @@ class Scheduler {
     users_.resize(n);
     mark_.assign(n, 0);
     level_.assign(n, 0);
+    height_.assign(n, 0);
+    root_.assign(n, 0);
     std::unordered_map<std::string, size_t> definedBy;
     for (size_t i = 0; i < n; ++i) {
       for (const std::string& name : body[i].uses) {
@@ -33,20 +36,21 @@ class Scheduler {
     }
   }
 
-  // Both ways of cutting a connected piece, and of the two orders the one that keeps fewer values
-  // beyond the registers.
+  // Every way of cutting a connected piece, and of their orders the one that asks for the fewest
+  // spills.
   std::vector<size_t> order() {
     std::vector<size_t> best;
-    long bestExcess = -1;
-    for (bool narrow : {false, true}) {
-      narrowCuts_ = narrow;
+    long bestCost = -1;
+    for (Cut cut : {Cut::Middle, Cut::NarrowNearMiddle, Cut::NarrowDeepest, Cut::ComponentsByDepth, Cut::ComponentsByHeight}) {
+      cut_ = cut;
       order_.clear();
       std::vector<size_t> all(body_.size());
       std::iota(all.begin(), all.end(), size_t{0});
       place(all);
+      order_ = interleave(order_);
       keepLoadsBeforeStores();
-      const long excess = excessLive(order_);
-      if (bestExcess < 0 || excess < bestExcess) bestExcess = excess, best = order_;
+      const long cost = spillTraffic(order_);
+      if (bestCost < 0 || cost < bestCost) bestCost = cost, best = order_;
     }
     return best;
   }
@@ -85,8 +89,7 @@ class Scheduler {
     }
 
     // One connected piece: depth from the piece's sources, with each source moved down to just before
-    // its first use, then the halves by depth: at the middle depth, or at the depth in the middle half
-    // that the fewest values cross.
+    // its first use, then two halves by level. Where the cut lies depends on the way being tried.
     int deepest = 0;
     for (size_t i : set) {
       int l = 0;
@@ -105,7 +108,40 @@ class Scheduler {
     }
     for (size_t i : set) deepest = std::max(deepest, level_[i]);
     int cut = (deepest + 1) / 2;
-    if (narrowCuts_ && deepest >= 2) {
+    if ((cut_ == Cut::ComponentsByDepth || cut_ == Cut::ComponentsByHeight) && deepest >= 2) {
+      // By height, each statement's level counts back from the piece's last statements instead.
+      if (cut_ == Cut::ComponentsByHeight) {
+        std::vector<size_t> desc(set.rbegin(), set.rend());
+        for (size_t i : desc) {
+          int h = 0;
+          for (size_t u : users_[i])
+            if (inSet(u)) h = std::max(h, height_[u] + 1);
+          height_[i] = h;
+        }
+        int top = 0;
+        for (size_t i : set) top = std::max(top, height_[i]);
+        for (size_t i : set) level_[i] = top - height_[i];
+        deepest = top;
+        cut = (deepest + 1) / 2;
+      }
+      // The cut that leaves the most independent groups on its poorer side, then the one that the
+      // fewest values cross, then the one nearest the middle: at the boundary of two stages of a
+      // transform, both sides fall apart into their sub-transforms.
+      std::tuple<long, long, int> best{0, 0, 0};
+      for (int c = 1; c <= deepest; ++c) {
+        const long early = components(set, inSet, [&](size_t i) { return level_[i] < c; });
+        const long late = components(set, inSet, [&](size_t i) { return level_[i] >= c; });
+        if (early == 0 || late == 0) continue;
+        long crossing = 0;
+        for (size_t i : set) {
+          if (level_[i] >= c) continue;
+          for (size_t u : users_[i])
+            if (inSet(u) && level_[u] >= c) { ++crossing; break; }
+        }
+        const std::tuple<long, long, int> score{std::min(early, late), -crossing, -std::abs(c - (deepest + 1) / 2)};
+        if (std::get<0>(best) == 0 || score > best) best = score, cut = c;
+      }
+    } else if (cut_ != Cut::Middle && deepest >= 2) {
       // Values made below each depth and used at it or above.
       std::vector<int> crossing(static_cast<size_t>(deepest) + 2, 0);
       for (size_t i : set) {
@@ -117,7 +153,10 @@ class Scheduler {
       const int lo = std::max(1, deepest / 4), hi = std::max(lo, deepest - deepest / 4);
       int best = cut;
       for (int c = lo; c <= hi; ++c)
-        if (crossing[c] < crossing[best] || (crossing[c] == crossing[best] && std::abs(c - cut) < std::abs(best - cut))) best = c;
+        if (crossing[c] < crossing[best] ||
+            (crossing[c] == crossing[best] &&
+             (cut_ == Cut::NarrowDeepest ? c > best : std::abs(c - cut) < std::abs(best - cut))))
+          best = c;
       cut = best;
     }
     std::vector<size_t> early, late;
@@ -130,26 +169,111 @@ class Scheduler {
     place(late);
   }
 
-  // Sum over the statements of the values live beyond the registers there: a measure of the spills
-  // that an order asks for.
-  long excessLive(const std::vector<size_t>& order) const {
+  // The order with independent statements moved up to fill the latency of the arithmetic: a model of
+  // two arithmetic statements issued per cycle, each result ready three cycles later; among the
+  // statements whose operands are ready, the earliest in `order` goes first, and none moves up by
+  // more than kWindow places, so values still stay close to their uses.
+  std::vector<size_t> interleave(const std::vector<size_t>& order) const {
+    const size_t n = order.size();
     std::vector<size_t> position(body_.size());
-    for (size_t p = 0; p < order.size(); ++p) position[order[p]] = p;
-    std::vector<int> delta(order.size() + 1, 0);
+    for (size_t p = 0; p < n; ++p) position[order[p]] = p;
+    std::vector<long> readyAt(body_.size(), 0);
+    std::vector<int> waiting(body_.size(), 0);
+    for (size_t i : order) waiting[i] = static_cast<int>(uses_[i].size());
+    std::vector<char> done(n, 0);
+    std::vector<size_t> result;
+    result.reserve(n);
+    size_t first = 0;  // lowest position not yet placed
+    long cycle = 0;
+    int issued = 0;
+    while (result.size() < n) {
+      while (done[first]) ++first;
+      size_t pick = n;
+      const size_t end = std::min(n, first + kWindow);
+      for (size_t p = first; p < end; ++p) {
+        const size_t s = order[p];
+        if (done[p] || waiting[s] > 0 || readyAt[s] > cycle) continue;
+        pick = p;
+        break;
+      }
+      if (pick == n) {
+        ++cycle, issued = 0;
+        continue;
+      }
+      const size_t s = order[pick];
+      done[pick] = 1;
+      result.push_back(s);
+      const bool arithmetic = body_[s].kind == Statement::Compute;
+      const long ready = cycle + (arithmetic ? kLatency : 0);
+      for (size_t u : users_[s]) {
+        --waiting[u];
+        readyAt[u] = std::max(readyAt[u], ready);
+      }
+      if (arithmetic && ++issued == kIssuedPerCycle) ++cycle, issued = 0;
+    }
+    return result;
+  }
+
+  // The number of independent groups among the statements of `set` that `keep` selects.
+  template <class InSet, class Keep>
+  long components(const std::vector<size_t>& set, InSet inSet, Keep keep) {
+    long count = 0;
+    for (size_t i : set)
+      if (keep(i)) root_[i] = i, ++count;
+    auto find = [&](size_t i) {
+      while (root_[i] != i) i = root_[i] = root_[root_[i]];
+      return i;
+    };
+    for (size_t i : set) {
+      if (!keep(i)) continue;
+      for (size_t j : uses_[i])
+        if (inSet(j) && keep(j)) {
+          const size_t a = find(i), b = find(j);
+          if (a != b) root_[a] = b, --count;
+        }
+    }
+    return count;
+  }
+
+  // The memory traffic an order asks for beyond its loads and stores: the spill stores and reloads
+  // of an allocation into the registers that, when one must be freed, frees the value whose next use
+  // is furthest away (a value spilled once stays in memory and is reloaded without a second store).
+  long spillTraffic(const std::vector<size_t>& order) const {
+    const size_t n = order.size();
+    std::vector<size_t> position(body_.size());
+    for (size_t p = 0; p < n; ++p) position[order[p]] = p;
+    std::vector<std::vector<size_t>> usesAt(body_.size());
     for (size_t i = 0; i < body_.size(); ++i) {
-      if (body_[i].defines.empty() || users_[i].empty()) continue;
-      size_t last = position[i];
-      for (size_t u : users_[i]) last = std::max(last, position[u]);
-      ++delta[position[i]];
-      --delta[last];
+      for (size_t u : users_[i]) usesAt[i].push_back(position[u]);
+      std::sort(usesAt[i].begin(), usesAt[i].end());
     }
-    long excess = 0;
-    int live = 0;
-    for (size_t p = 0; p < order.size(); ++p) {
-      live += delta[p];
-      excess += std::max(0, live - kRegisters);
+    std::vector<size_t> nextUse(body_.size(), 0);  // index into usesAt
+    std::vector<char> inMemory(body_.size(), 0);
+    std::vector<size_t> registers;
+    const size_t never = n;
+    auto next = [&](size_t v) { return nextUse[v] < usesAt[v].size() ? usesAt[v][nextUse[v]] : never; };
+    long traffic = 0;
+    auto take = [&](size_t v, size_t p) {
+      if (registers.size() == kRegisters) {
+        size_t victim = 0;
+        for (size_t r = 1; r < registers.size(); ++r)
+          if (next(registers[r]) > next(registers[victim])) victim = r;
+        const size_t w = registers[victim];
+        if (next(w) != never && next(w) > p && !inMemory[w]) inMemory[w] = 1, ++traffic;
+        registers.erase(registers.begin() + static_cast<long>(victim));
+      }
+      registers.push_back(v);
+    };
+    for (size_t p = 0; p < n; ++p) {
+      const size_t s = order[p];
+      for (size_t u : uses_[s])
+        if (std::find(registers.begin(), registers.end(), u) == registers.end()) ++traffic, take(u, p);
+      for (size_t u : uses_[s]) ++nextUse[u];
+      registers.erase(std::remove_if(registers.begin(), registers.end(), [&](size_t v) { return next(v) == never; }),
+                      registers.end());
+      if (!body_[s].defines.empty() && !users_[s].empty()) take(s, p);
     }
-    return excess;
+    return traffic;
   }
 
   // A store that the order put before the last load waits for it: in place, that load may read the
@@ -171,11 +295,18 @@ class Scheduler {
 
   const std::vector<Statement>& body_;
   std::vector<std::vector<size_t>> uses_, users_;
-  std::vector<int> mark_, level_;
+  std::vector<int> mark_, level_, height_;
+  std::vector<size_t> root_;
   std::vector<size_t> order_;
   int stamp_ = 0;
-  bool narrowCuts_ = false;
-  static constexpr int kRegisters = 16;
+  // Where a connected piece is cut: at the middle depth; at the depth in the middle half that the
+  // fewest values cross (the one nearest the middle, or the deepest, of equals); or where both sides
+  // fall apart into the most independent groups, by depth or by height.
+  enum class Cut { Middle, NarrowNearMiddle, NarrowDeepest, ComponentsByDepth, ComponentsByHeight } cut_ = Cut::Middle;
+  static constexpr size_t kRegisters = 16;
+  static constexpr long kLatency = 3;        // cycles from an addition or multiplication to its use
+  static constexpr int kIssuedPerCycle = 2;  // arithmetic statements started per cycle
+  static constexpr size_t kWindow = 64;      // the furthest a statement moves up
 };
 
 }  // namespace

@@ -4,11 +4,17 @@
 // far longer than the arithmetic needs: every sample is loaded at the top, every result waits for the
 // stores at the bottom. The order here follows the shape of the data flow instead. A body whose
 // statements fall into independent groups runs one group after the other; a body that is one connected
-// piece is cut in two by depth, the half on the load side first, and each half is ordered the same way.
-// The cut lies at the middle depth, or at the depth in the middle half that the fewest values cross;
-// of the two orders, the body takes the one that keeps fewer values beyond the sixteen registers. For a transform that puts each sub-transform of a stage together, stage after stage,
-// so what is live at any point is about one sub-transform's values plus the results waiting between
-// stages.
+// piece is cut in two by level, the half on the load side first, and each half is ordered the same way.
+// There are several ways to place the cut (see schedule.cpp); for a transform the best of them puts each
+// sub-transform of a stage together, stage after stage, so what is live at any point is about one
+// sub-transform's values plus the results waiting between stages.
+//
+// Such an order puts dependent statements next to each other. A second pass moves independent
+// statements up, no more than a bounded distance, to fill the latency of the arithmetic (a model of two
+// statements started per cycle, each result ready three cycles later). Of the orders from the ways of
+// cutting, the body takes the one that asks for the fewest spill stores and reloads when the sixteen
+// registers are allocated so that, whenever one must be freed, the value used furthest ahead gives it
+// up.
 //
 // Dependencies are what each statement says it reads: the names of earlier statements, listed by the
 // lowering that wrote it. Loads all come before the first store, so the body stays right when source and
