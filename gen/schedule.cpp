@@ -172,9 +172,11 @@ class Scheduler {
   // The order with independent statements moved up to fill the latency of the arithmetic: a model of
   // two arithmetic statements issued per cycle, each result ready three cycles later; among the
   // statements whose operands are ready, the earliest in `order` goes first, and none moves up by
-  // more than kWindow places, so values still stay close to their uses.
+  // more than kWindow places, so values still stay close to their uses. A body no longer than that
+  // keeps its order: the processor's own window of waiting instructions holds it whole.
   std::vector<size_t> interleave(const std::vector<size_t>& order) const {
     const size_t n = order.size();
+    if (n <= kWindow) return order;  // the processor sees a body this short whole
     std::vector<size_t> position(body_.size());
     for (size_t p = 0; p < n; ++p) position[order[p]] = p;
     std::vector<long> readyAt(body_.size(), 0);
