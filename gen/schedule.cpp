@@ -108,48 +108,43 @@ class Scheduler {
     }
     for (size_t i : set) deepest = std::max(deepest, level_[i]);
     int cut = (deepest + 1) / 2;
-    if ((cut_ == Cut::ComponentsByDepth || cut_ == Cut::ComponentsByHeight) && deepest >= 2) {
+    if (cut_ == Cut::ComponentsByHeight) {
       // By height, each statement's level counts back from the piece's last statements instead.
-      if (cut_ == Cut::ComponentsByHeight) {
-        std::vector<size_t> desc(set.rbegin(), set.rend());
-        for (size_t i : desc) {
-          int h = 0;
-          for (size_t u : users_[i])
-            if (inSet(u)) h = std::max(h, height_[u] + 1);
-          height_[i] = h;
-        }
-        int top = 0;
-        for (size_t i : set) top = std::max(top, height_[i]);
-        for (size_t i : set) level_[i] = top - height_[i];
-        deepest = top;
-        cut = (deepest + 1) / 2;
+      std::vector<size_t> desc(set.rbegin(), set.rend());
+      for (size_t i : desc) {
+        int h = 0;
+        for (size_t u : users_[i])
+          if (inSet(u)) h = std::max(h, height_[u] + 1);
+        height_[i] = h;
       }
+      int top = 0;
+      for (size_t i : set) top = std::max(top, height_[i]);
+      for (size_t i : set) level_[i] = top - height_[i];
+      deepest = top;
+      cut = (deepest + 1) / 2;
+    }
+    // Values made below each level and used at it or above.
+    std::vector<int> crossing(static_cast<size_t>(deepest) + 2, 0);
+    for (size_t i : set) {
+      int last = -1;
+      for (size_t u : users_[i])
+        if (inSet(u)) last = std::max(last, level_[u]);
+      for (int c = level_[i] + 1; c <= last; ++c) ++crossing[static_cast<size_t>(c)];
+    }
+    if ((cut_ == Cut::ComponentsByDepth || cut_ == Cut::ComponentsByHeight) && deepest >= 2) {
       // The cut that leaves the most independent groups on its poorer side, then the one that the
       // fewest values cross, then the one nearest the middle: at the boundary of two stages of a
       // transform, both sides fall apart into their sub-transforms.
-      std::tuple<long, long, int> best{0, 0, 0};
+      std::tuple<long, int, int> best{0, 0, 0};
       for (int c = 1; c <= deepest; ++c) {
         const long early = components(set, inSet, [&](size_t i) { return level_[i] < c; });
         const long late = components(set, inSet, [&](size_t i) { return level_[i] >= c; });
         if (early == 0 || late == 0) continue;
-        long crossing = 0;
-        for (size_t i : set) {
-          if (level_[i] >= c) continue;
-          for (size_t u : users_[i])
-            if (inSet(u) && level_[u] >= c) { ++crossing; break; }
-        }
-        const std::tuple<long, long, int> score{std::min(early, late), -crossing, -std::abs(c - (deepest + 1) / 2)};
+        const std::tuple<long, int, int> score{std::min(early, late), -crossing[static_cast<size_t>(c)],
+                                               -std::abs(c - (deepest + 1) / 2)};
         if (std::get<0>(best) == 0 || score > best) best = score, cut = c;
       }
     } else if (cut_ != Cut::Middle && deepest >= 2) {
-      // Values made below each depth and used at it or above.
-      std::vector<int> crossing(static_cast<size_t>(deepest) + 2, 0);
-      for (size_t i : set) {
-        int last = -1;
-        for (size_t u : users_[i])
-          if (inSet(u)) last = std::max(last, level_[u]);
-        for (int c = level_[i] + 1; c <= last; ++c) ++crossing[static_cast<size_t>(c)];
-      }
       const int lo = std::max(1, deepest / 4), hi = std::max(lo, deepest - deepest / 4);
       int best = cut;
       for (int c = lo; c <= hi; ++c)
@@ -177,8 +172,6 @@ class Scheduler {
   std::vector<size_t> interleave(const std::vector<size_t>& order) const {
     const size_t n = order.size();
     if (n <= kWindow) return order;  // the processor sees a body this short whole
-    std::vector<size_t> position(body_.size());
-    for (size_t p = 0; p < n; ++p) position[order[p]] = p;
     std::vector<long> readyAt(body_.size(), 0);
     std::vector<int> waiting(body_.size(), 0);
     for (size_t i : order) waiting[i] = static_cast<int>(uses_[i].size());
