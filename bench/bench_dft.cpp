@@ -5,7 +5,8 @@
 // through the new-array interface. Both report cycles per call on the core clock measured in the same
 // run; our kernels also report their arithmetic bound and cycles over it. Every run of a benchmark (each
 // repetition) puts the buffers and the stack at another placement (placement.h), the same for both sides.
-// Kernels are looked up by name, so the program runs against whatever the library exports.
+// Kernels are looked up by name, so the program runs against whatever the library exports. An empty
+// kernel, called the same way, gives the floor of a call (call_floor.h).
 // bench/dft_report.py turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
@@ -19,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "call_floor.h"
 #include "kernel_counters.h"
 #include "placement.h"
 #include "zspgen.h"
@@ -122,17 +124,6 @@ void fftw(benchmark::State& state, int n, int sign) {
   cycleCounters(state);
 }
 
-// A call into the library and back through an export's forwarding entry, on a function that does no
-// work: the part of a small kernel's time that no kernel body can remove.
-void callFloor(benchmark::State& state) {
-  const auto version = reinterpret_cast<const zspLibraryVersion* (*)()>(dlsym(RTLD_DEFAULT, "zspgenGetLibVersion"));
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(version());
-    benchmark::ClobberMemory();
-  }
-  cycleCounters(state);
-}
-
 template <class T>
 void registerPrecision(const std::map<std::string, double>& bounds) {
   using Kernel = zspStatus (*)(const T*, T*, Zsp32s);
@@ -154,7 +145,7 @@ void registerPrecision(const std::map<std::string, double>& bounds) {
 int main(int argc, char** argv) {
   gPlanFlags = zsp::bench::startRun(argc, argv, FFTW_PATIENT, FFTW_MEASURE);
   const std::map<std::string, double> bounds = readBounds();
-  benchmark::RegisterBenchmark("zspgenGetLibVersion/call", callFloor);
+  zsp::bench::registerCallFloor();
   registerPrecision<Zsp32fc>(bounds);
   registerPrecision<Zsp64fc>(bounds);
   benchmark::RunSpecifiedBenchmarks();

@@ -5,9 +5,11 @@
 // For each length, precision and direction, FFTW's plan (r2c forward, c2r inverse; FFTW_PATIENT unless
 // --fftw_measure is given, executed through the new-array interface) stands beside our three kernels,
 // CCS, Pack and Perm, each called with ZSP_NODIV_BY_ANY. FFTW's c2r may overwrite its input; its plans
-// here are made with FFTW_PRESERVE_INPUT, so every call gets the same spectrum, as ours do. Every benchmark reports cycles per call on the core clock measured in the same run;
-// ours also report the scalar bound (the kernel's additions, two per cycle) and cycles over it. Kernels
-// are looked up by name. bench/real_report.py turns the JSON output into the ratio table and the plot.
+// here are made with FFTW_PRESERVE_INPUT, so every call gets the same spectrum, as ours do. Every
+// benchmark reports cycles per call on the core clock measured in the same run; ours also report the
+// scalar bound (the kernel's additions, two per cycle) and cycles over it. Kernels are looked up by name.
+// An empty kernel, called the same way, gives the floor of a call (call_floor.h). bench/real_report.py
+// turns the JSON output into the ratio table and the plot.
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <fftw3.h>
@@ -19,6 +21,7 @@
 #include <sstream>
 #include <string>
 
+#include "call_floor.h"
 #include "kernel_counters.h"
 #include "placement.h"
 #include "zspgen.h"
@@ -162,6 +165,7 @@ void registerPrecision(const std::map<std::string, double>& bounds) {
 int main(int argc, char** argv) {
   gPlanFlags = zsp::bench::startRun(argc, argv, FFTW_PATIENT, FFTW_MEASURE);
   const std::map<std::string, double> bounds = readBounds();
+  zsp::bench::registerCallFloor();
   registerPrecision<Zsp32f>(bounds);
   registerPrecision<Zsp64f>(bounds);
   benchmark::RunSpecifiedBenchmarks();

@@ -66,7 +66,14 @@ def collect(results):
     return rows
 
 
-def summarise(rows):
+def call_floor(results):
+    """Cycles per call of the empty kernel (bench/call_floor.h), the fastest run; None if the run has none."""
+    runs = [b["cycles"] for b in results["benchmarks"]
+            if b["name"] == "CallFloor/floor" and b.get("run_type", "iteration") == "iteration" and b.get("cycles")]
+    return min(runs) if runs else None
+
+
+def summarise(rows, floor=None):
     lines = []
     for precision in ("32fc", "64fc"):
         for direction in ("Fwd", "Inv"):
@@ -85,6 +92,11 @@ def summarise(rows):
                          f"geomean N=17..64 {geo:.2f}, worst N={worst} at {ratios[worst]:.2f}"
                          + (f"; cycles/bound median {sorted(bound.values())[len(bound) // 2]:.2f}, "
                             f"worst N={far} at {bound[far]:.2f}" if far else ""))
+            # The smallest kernels are mostly call: what they would reach with their arithmetic at the bound.
+            smallest = [(n, rows[(precision, direction, n)]) for n in range(2, 6) if (precision, direction, n) in rows]
+            if floor and all(r.get("bound") and r.get("fftw_cycles") for _, r in smallest):
+                lines.append(f"    N=2..5 at the call floor ({floor:.1f} cycles) + bound: ratio " + ", ".join(
+                    f"{n}: {(floor + r['bound']) / r['fftw_cycles']:.2f}" for n, r in smallest))
     return lines
 
 
@@ -160,7 +172,7 @@ def main():
     if args.library and args.packed:
         instructions = dft_instructions.kernel_table(args.library, args.packed)
     write_csv(rows, args.out + ".csv", instructions)
-    for line in summarise(rows):
+    for line in summarise(rows, call_floor(results)):
         print(line)
     try:
         plot(rows, args.out + ".png")

@@ -17,6 +17,10 @@ same two ports as the additions, so the table also gives the port bound, (additi
 cycles from the generator's counts (build/generated/real/real_counts.txt, or --counts), the cycles per call
 over it, and the ratio to FFTW a kernel would have if it ran at that bound. In double precision the port
 bound is the scalar bound.
+
+No call takes less than the floor: an empty kernel called the same way (bench/call_floor.h), timed in the
+same run. `ratio_at_floor_and_bound` is (floor + port bound) over FFTW's cycles: the ratio of a kernel
+whose arithmetic ran at the port bound, with nothing else to pay but the call.
 """
 import argparse
 import csv
@@ -27,7 +31,7 @@ import re
 import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from dft_report import run_bench  # noqa: E402
+from dft_report import call_floor, run_bench  # noqa: E402
 
 NAME = re.compile(r"(?:zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)|zspgDFTInv_(CCS|Pack|Perm|FFTW)ToR|zspgHartley(_FFTW)?)"
                   r"_(\d+)_(32f|64f)/(zsp|fftw)")
@@ -65,7 +69,7 @@ def collect(results):
     return rows
 
 
-def table(rows, bounds):
+def table(rows, bounds, floor):
     out = []
     for (direction, precision, fmt, n), r in sorted(rows.items()):
         fftw = rows.get((direction, precision, "FFTW", n))
@@ -77,7 +81,9 @@ def table(rows, bounds):
         port = bounds.get((KIND[direction], n, precision))
         cycles, fftw_cycles = r["cycles"], fftw["cycles"]
         out[-1].update({"port_bound_cycles": port, "cycles_per_port_bound": cycles / port if cycles and port else None,
-                        "ratio_at_port_bound": port / fftw_cycles if port and fftw_cycles else None})
+                        "ratio_at_port_bound": port / fftw_cycles if port and fftw_cycles else None,
+                        "floor_cycles": floor,
+                        "ratio_at_floor_and_bound": (floor + port) / fftw_cycles if floor and port and fftw_cycles else None})
     return out
 
 
@@ -100,6 +106,11 @@ def summarise(rows):
             lines.append(f"    port bound: cycles/port bound median {per_port[len(per_port) // 2]:.2f}; at the port bound "
                          f"geomean ratio {math.exp(sum(map(math.log, at_port)) / len(at_port)):.2f}, "
                          f"above 1.3: {sum(v > 1.3 for v in at_port)}")
+        at_floor = [r["ratio_at_floor_and_bound"] for r in sel if r["ratio_at_floor_and_bound"]]
+        if at_floor:
+            lines.append(f"    call floor {sel[0]['floor_cycles']:.1f} cycles: at floor + port bound geomean ratio "
+                         f"{math.exp(sum(map(math.log, at_floor)) / len(at_floor)):.2f}, "
+                         f"above 1.3: {sum(v > 1.3 for v in at_floor)}, above 1.0: {sum(v > 1.0 for v in at_floor)}")
     return lines
 
 
@@ -107,7 +118,8 @@ def write_csv(rows, path):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
         keys = ["direction", "precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
-                "cycles_per_bound", "port_bound_cycles", "cycles_per_port_bound", "ratio_at_port_bound"]
+                "cycles_per_bound", "port_bound_cycles", "cycles_per_port_bound", "ratio_at_port_bound", "floor_cycles",
+                "ratio_at_floor_and_bound"]
         w.writerow(keys)
         for r in rows:
             w.writerow([f"{r[k]:.3f}" if isinstance(r[k], float) else "" if r[k] is None else r[k] for k in keys])
@@ -162,7 +174,7 @@ def main():
         results = run_bench(args.bench, args.repetitions, args.extra, args.processes)
     else:
         sys.exit("give --bench or --json")
-    rows = table(collect(results), port_bounds(args.counts))
+    rows = table(collect(results), port_bounds(args.counts), call_floor(results))
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
     write_csv(rows, args.out + ".csv")
     for line in summarise(rows):
