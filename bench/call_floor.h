@@ -17,7 +17,8 @@ extern "C" int zspBenchEmptyKernel(const void* src, void* dst, int hint);
 namespace zsp::bench {
 
 // The entry, its slot and the empty body, laid out as the library lays out its own: entry and body each
-// start a 16-byte line of their own, the slot is a writable word.
+// start a 16-byte line of their own, the slot is a writable word. They are defined here, not declared:
+// one source file of a program includes this header.
 asm(R"(
         .text
         .p2align 4
