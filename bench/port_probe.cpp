@@ -5,6 +5,8 @@
 // unpckhps, as the four-lane complex kernels use them) added, and prints cycles per iteration at the
 // core clock measured in the same run. If the conversions shared no port with the additions, adding them
 // would cost nothing; every two cycles per four conversions means they run on the adders' two ports.
+// Then the mix of a kernel body (additions, multiplications, copies, loads, stores), growing until the
+// instructions rather than the additions set the time: how many the processor takes per cycle.
 //
 //     build/bench/port_probe
 #include <algorithm>
@@ -32,6 +34,19 @@ namespace {
   "movapd %%xmm15, %%xmm9\n\tmulsd %%xmm8, %%xmm9\n\tmovapd %%xmm15, %%xmm10\n\tmulsd %%xmm8, %%xmm10\n\t" \
   "movapd %%xmm15, %%xmm11\n\tmulsd %%xmm8, %%xmm11\n\tmovapd %%xmm15, %%xmm12\n\tmulsd %%xmm8, %%xmm12\n\t"
 
+// Eight register copies; eight loads and eight stores of doubles at `%0`, a buffer of 16. With the
+// multiplications above they make the mix of a kernel's body, to see how many instructions of it the
+// processor takes per cycle once the adders are not the limit.
+#define ZSP_COPY8                                                                                          \
+  "movapd %%xmm15, %%xmm9\n\tmovapd %%xmm15, %%xmm10\n\tmovapd %%xmm15, %%xmm11\n\tmovapd %%xmm15, %%xmm12\n\t" \
+  "movapd %%xmm14, %%xmm9\n\tmovapd %%xmm14, %%xmm10\n\tmovapd %%xmm14, %%xmm11\n\tmovapd %%xmm14, %%xmm12\n\t"
+#define ZSP_LOAD8                                                                                          \
+  "movsd (%0), %%xmm9\n\tmovsd 8(%0), %%xmm10\n\tmovsd 16(%0), %%xmm11\n\tmovsd 24(%0), %%xmm12\n\t"       \
+  "movsd 32(%0), %%xmm9\n\tmovsd 40(%0), %%xmm10\n\tmovsd 48(%0), %%xmm11\n\tmovsd 56(%0), %%xmm12\n\t"
+#define ZSP_STORE8                                                                                         \
+  "movsd %%xmm14, 64(%0)\n\tmovsd %%xmm14, 72(%0)\n\tmovsd %%xmm14, 80(%0)\n\tmovsd %%xmm14, 88(%0)\n\t"   \
+  "movsd %%xmm14, 96(%0)\n\tmovsd %%xmm14, 104(%0)\n\tmovsd %%xmm14, 112(%0)\n\tmovsd %%xmm14, 120(%0)\n\t"
+
 template <class Body>
 double cyclesPerIteration(Body body) {
   constexpr long kIterations = 10'000'000;
@@ -47,6 +62,21 @@ double cyclesPerIteration(Body body) {
 
 #define ZSP_LOOP(code) \
   [] { asm volatile(code ::: "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm9", "xmm10", "xmm11", "xmm12"); }
+
+double gBuffer[16];
+
+#define ZSP_MEMORY_LOOP(code)                                                                             \
+  [] {                                                                                                   \
+    asm volatile(code ::"r"(gBuffer) : "memory", "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", \
+                 "xmm7", "xmm9", "xmm10", "xmm11", "xmm12");                                             \
+  }
+
+// One line of the mix: its instructions per iteration and per cycle.
+template <class Body>
+void mix(const char* what, int instructions, Body body) {
+  const double cycles = cyclesPerIteration(body);
+  std::printf("%-64s %5.2f  (%d instructions, %.2f per cycle)\n", what, cycles, instructions, instructions / cycles);
+}
 
 }  // namespace
 
@@ -64,5 +94,12 @@ int main() {
   std::printf("16 additions, 8 shuffles         %.2f\n",
               cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
   std::printf("8 shuffles                       %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
+  mix("16 additions, 8 multiplications, 8 copies", 32, ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4));
+  mix("16 additions, 8 multiplications, 8 copies, 8 loads", 40,
+      ZSP_MEMORY_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4 ZSP_LOAD8));
+  mix("16 additions, 8 multiplications, 16 copies, 8 loads", 48,
+      ZSP_MEMORY_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4 ZSP_COPY8 ZSP_LOAD8));
+  mix("16 additions, 8 multiplications, 8 copies, 8 loads, 8 stores", 48,
+      ZSP_MEMORY_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4 ZSP_LOAD8 ZSP_STORE8));
   return 0;
 }
