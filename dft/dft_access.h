@@ -14,6 +14,7 @@ namespace zsp::dft {
 // Both pointers on a 16-byte boundary: one aligned 16-byte move per double-precision sample.
 // Single precision: two neighbouring samples per aligned 16-byte move.
 struct Aligned {
+  static constexpr bool kAligned = true;
   static ZSP_DFT_INLINE __m128d load(const double* p) { return _mm_load_pd(p); }
   static ZSP_DFT_INLINE void store(double* p, __m128d v) { _mm_store_pd(p, v); }
   static ZSP_DFT_INLINE __m128 load(const float* p) { return _mm_load_ps(p); }
@@ -23,6 +24,7 @@ struct Aligned {
 // Any address: two neighbouring single-precision samples per unaligned 16-byte move; each
 // double-precision sample moves as two 8-byte halves.
 struct Unaligned {
+  static constexpr bool kAligned = false;
   static ZSP_DFT_INLINE __m128d load(const double* p) { return loadHalves(p); }
   static ZSP_DFT_INLINE void store(double* p, __m128d v) { storeHalves(p, v); }
   static ZSP_DFT_INLINE __m128 load(const float* p) { return _mm_loadu_ps(p); }

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <sstream>
 #include <string>
@@ -22,6 +23,7 @@
 #include "gen/expr.h"
 #include "gen/generated_file.h"
 #include "gen/lanes4.h"
+#include "gen/pair_registers.h"
 #include "gen/pairs.h"
 #include "gen/schedule.h"
 #include "gen/single_rule.h"
@@ -50,6 +52,50 @@ std::string kernelName(int n, bool single, bool inverse) {
 
 using zsp::dft::Lowering;
 using zsp::dft::Routes;
+
+// Two-lane bodies of more statements than this get registers from gen/pair_registers.h instead of the
+// compiler: the Rader kernels of 47 and 59 points (3,640 and 3,108 statements; the next longest is 53
+// with 2,022). The compiler's code for them is 35 and 31 KB, at and above the 32 KB instruction cache;
+// the own allocation's is 29 and 26 KB. Each kernel linked alone at eight starts 16 bytes apart (AMD
+// EPYC), cycles per call:
+//
+//              compiler                               own allocation
+//   47 fwd     2,180 to 2,195                         1,534 to 1,589
+//   47 inv     2,164 to 2,175                         1,568 to 1,627
+//   59 fwd     1,155 at 1 start, 1,610 to 1,790       1,172 to 1,206 at 6 starts, 1,373 to 1,394
+//   59 inv     1,090 at 2 starts, 1,537 to 1,604      1,153 at 1 start, 1,366 to 1,428
+//
+// Which start a kernel gets in the library moves with every change elsewhere. On the bodies that fit the
+// cache the own allocation is no faster than the compiler's.
+constexpr size_t kOwnRegistersAbove = 3000;
+
+constexpr const char* kPoolName = "kConstantPairs";
+
+// The two-lane body in the scheduler's order as the instructions of gen/pair_registers.h, or nothing if a
+// statement has a form that back end does not take. `body` holds the loads of the n samples, the
+// lowering's statements, the scale pair and the n stores, in that order.
+std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
+    const std::vector<zspgen::Statement>& body, const zspgen::dag::PairCode& paired, int n) {
+  using zspgen::pairs_asm::Instruction;
+  const size_t firstStore = body.size() - static_cast<size_t>(n);
+  std::vector<Instruction> out;
+  for (size_t i : zspgen::localityOrder(body)) {
+    const zspgen::Statement& st = body[i];
+    if (i < static_cast<size_t>(n)) {
+      out.push_back({Instruction::Load, st.defines, {}, 16 * static_cast<int>(i)});
+    } else if (i >= firstStore) {
+      const size_t j = i - firstStore;
+      const std::string& v = paired.outputs[j];
+      if (!paired.ops.count(v) && v.rfind("x", 0) != 0) return std::nullopt;  // an output that is an expression
+      out.push_back({Instruction::Store, "", {zspgen::dag::PairOp::Add, v, ""}, 16 * static_cast<int>(j)});
+    } else if (st.defines != "scalePair") {
+      auto it = paired.ops.find(st.defines);
+      if (it == paired.ops.end()) return std::nullopt;
+      out.push_back({Instruction::Compute, st.defines, it->second, 0});
+    }
+  }
+  return out;
+}
 
 // The body of a kernel, for either route: checks, loads, the recipe's arithmetic, scale, stores.
 std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e) {
@@ -131,6 +177,19 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
+    if (body.size() > kOwnRegistersAbove) {
+      if (const auto instructions = pairInstructions(body, paired, n)) {
+        namespace pa = zspgen::pairs_asm;
+        const pa::Pool pool = pa::poolOf(*instructions);
+        s << "  const __m128d scalePair = _mm_set1_pd(scale);\n";
+        s << "  if constexpr (Access::kAligned) {\n";
+        s << pa::bodyText(pa::allocate(*instructions, pool, pa::Route::Aligned), kPoolName, "    ");
+        s << "  } else {\n";
+        s << pa::bodyText(pa::allocate(*instructions, pool, pa::Route::AnyAddress), kPoolName, "    ");
+        s << "  }\n  return zspStsNoErr;\n}\n";
+        return pa::poolText(pool, kPoolName) + "\n" + s.str();
+      }
+    }
   } else {
     const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
     for (int j = 0; j < 2 * n; ++j)

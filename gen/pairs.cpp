@@ -79,6 +79,7 @@ class Lowering {
   const Graph& g_;
   std::string (*sample_)(int32_t);
   std::vector<Statement> body_;
+  std::unordered_map<std::string, PairOp> ops_;
   PairCounts counts_;
   bool unsupported_ = false;
 
@@ -148,6 +149,12 @@ class Lowering {
     values_.insert(name);
     return name;
   }
+  // The same, for a statement that is one packed instruction.
+  std::string emit(const std::string& expr, std::initializer_list<std::string> operands, const PairOp& op) {
+    const std::string name = emit(expr, operands);
+    ops_.emplace(name, op);
+    return name;
+  }
 
 
  public:
@@ -176,13 +183,14 @@ class Lowering {
   std::string flipped(const std::string& v, bool lo, bool hi) {
     if (!lo && !hi) return v;
     ++counts_.flip;
-    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")", {v});
+    return emit("_mm_xor_pd(" + v + ", " + signMask(lo, hi) + ")", {v},
+                {PairOp::Xor, v, "", lo ? -0.0 : 0.0, hi ? -0.0 : 0.0});
   }
 
   std::string swapped(const std::string& v) {
     ++counts_.shuffle;
     // pshufd leaves its source intact, so a swap of a value that lives on needs no copy first.
-    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v});
+    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v}, {PairOp::Swap, v, ""});
   }
 
   std::string inputs(SRef lo, SRef hi) {
@@ -205,7 +213,8 @@ class Lowering {
     const double ch = sign(hi) * (H.op == Op::Mul ? H.value : 1.0);
     const std::string v = pair(a, b);
     ++counts_.mul;
-    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))", {v});
+    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))", {v},
+                {PairOp::Mul, v, "", cl, ch});
   }
 
   // How the terms of two sums pair up: A holds the first term of each lane, B the second, and the
@@ -254,7 +263,8 @@ class Lowering {
     const std::string b = pair(chosen.b[0], chosen.b[1]);
     ++counts_.addsub;
     const char* op = chosen.op == Split::Add ? "_mm_add_pd(" : chosen.op == Split::Sub ? "_mm_sub_pd(" : "_mm_addsub_pd(";
-    return emit(op + a + ", " + b + ")", {a, b});
+    const PairOp::Kind kind = chosen.op == Split::Add ? PairOp::Add : chosen.op == Split::Sub ? PairOp::Sub : PairOp::AddSub;
+    return emit(op + a + ", " + b + ")", {a, b}, {kind, a, b});
   }
 
   // The cost of a pair that is made already or marked as one complex value; a large number otherwise.
@@ -341,6 +351,7 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
     code.outputUses.push_back(l.valuesAmong({code.outputs.back()}));
   }
   code.body = std::move(l.body_);
+  code.ops = std::move(l.ops_);
   code.counts = l.counts_;
   code.ok = !l.unsupported_;
   return code;

@@ -14,6 +14,7 @@
 #define ZSPGEN_GEN_PAIRS_H
 
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -30,12 +31,24 @@ struct PairCounts {
   int scalar = 0;   // scalar operations where no pairing was found
 };
 
+// The instruction of a two-lane statement, for a back end that allocates registers itself: the packed
+// operation, its operands in the order written, and for a multiplication or a sign flip the constant
+// pair (low lane, high lane).
+struct PairOp {
+  enum Kind { Add, Sub, AddSub, Mul, Xor, Swap } kind;
+  std::string a, b;
+  double lo = 0, hi = 0;
+};
+
 struct PairCode {
   bool ok = true;  // false: the graph holds a node the lowering has no form for (a width change)
   std::vector<Statement> body;       // in dependency order
   std::vector<std::string> outputs;  // one __m128d expression per output pair
   std::vector<std::vector<std::string>> outputUses;  // per output, the names it reads
   PairCounts counts;
+  // The instruction of every statement that is one of the PairOp kinds, by the name it defines. The
+  // other forms (duplications, joins, scalars) have none.
+  std::unordered_map<std::string, PairOp> ops;
 };
 
 // `outputs` are (low, high) node pairs; `sampleName(k)` names the register that holds input sample k
