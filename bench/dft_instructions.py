@@ -27,11 +27,12 @@ def count(library, func=FUNC):
     """Per function whose name `func` matches: its instructions, in all and by kind."""
     dump = subprocess.run(["objdump", "-d", "--no-show-raw-insn", library], check=True, capture_output=True,
                           text=True).stdout
-    counts, current = {}, None
+    counts, current, frame = {}, None, set()
     for line in dump.splitlines():
         m = func.match(line)
         if m:
             current = counts.setdefault(m.group(1), collections.Counter())
+            frame = {"%rsp"}  # registers that address the stack frame: the stack pointer and its copies
             continue
         if not line.strip():
             current = None
@@ -44,8 +45,13 @@ def count(library, func=FUNC):
         for kind, pattern in KINDS.items():
             if pattern.match(op):
                 current[kind] += 1
+        # The kernels with registers of their own reach their stack slots through base registers set
+        # from the stack pointer (`lea 0x18(%rsp),%rcx`), not through %rsp itself.
+        if op in ("lea", "mov") and re.match(r"^(?:-?0x[0-9a-f]+)?\(%rsp\),%r\w+$|^%rsp,%r\w+$", args):
+            frame.add(args.rsplit(",", 1)[1])
         if op in ("movapd", "movaps", "movupd", "movups", "movsd", "movss", "movq", "movlpd", "movhpd"):
-            current["stack" if "(%rsp)" in args or "(%rbp)" in args else "move"] += 1
+            base = re.search(r"\((%r\w+)\)", args)
+            current["stack" if base and base.group(1) in frame else "move"] += 1
     return counts
 
 
