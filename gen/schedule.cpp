@@ -41,18 +41,27 @@ class Scheduler {
   std::vector<size_t> order() {
     std::vector<size_t> best;
     long bestCost = -1;
+    for (std::vector<size_t>& o : orders()) {
+      const long cost = spillTraffic(o);
+      if (bestCost < 0 || cost < bestCost) bestCost = cost, best = std::move(o);
+    }
+    return best;
+  }
+
+  // The order of each way of cutting.
+  std::vector<std::vector<size_t>> orders() {
+    std::vector<std::vector<size_t>> all;
     for (Cut cut : {Cut::Middle, Cut::NarrowNearMiddle, Cut::NarrowDeepest, Cut::ComponentsByDepth, Cut::ComponentsByHeight}) {
       cut_ = cut;
       order_.clear();
-      std::vector<size_t> all(body_.size());
-      std::iota(all.begin(), all.end(), size_t{0});
-      place(all);
+      std::vector<size_t> every(body_.size());
+      std::iota(every.begin(), every.end(), size_t{0});
+      place(every);
       order_ = interleave(order_);
       keepLoadsBeforeStores();
-      const long cost = spillTraffic(order_);
-      if (bestCost < 0 || cost < bestCost) bestCost = cost, best = order_;
+      all.push_back(order_);
     }
-    return best;
+    return all;
   }
 
  private:
@@ -307,6 +316,8 @@ class Scheduler {
 }  // namespace
 
 std::vector<size_t> localityOrder(const std::vector<Statement>& body) { return Scheduler(body).order(); }
+
+std::vector<std::vector<size_t>> localityOrders(const std::vector<Statement>& body) { return Scheduler(body).orders(); }
 
 std::string scheduledText(const std::vector<Statement>& body, const std::string& indent) {
   std::ostringstream s;

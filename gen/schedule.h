@@ -37,6 +37,9 @@ struct Statement {
 // A valid order of `body` (a list in dependency order) that keeps values close to their uses.
 std::vector<size_t> localityOrder(const std::vector<Statement>& body);
 
+// The order of every way of cutting, of which localityOrder takes the one with the fewest spills.
+std::vector<std::vector<size_t>> localityOrders(const std::vector<Statement>& body);
+
 // The statements in that order, one per line, each after `indent`.
 std::string scheduledText(const std::vector<Statement>& body, const std::string& indent);
 
