@@ -17,6 +17,7 @@
 #include <stdexcept>
 #include <sstream>
 #include <string>
+#include <unordered_set>
 
 #include "dft/dft_builders.h"
 #include "dft/dft_recipes.h"
@@ -60,10 +61,10 @@ using zsp::dft::Routes;
 // EPYC), cycles per call:
 //
 //              compiler                               own allocation
-//   47 fwd     2,180 to 2,195                         1,534 to 1,589
+//   47 fwd     2,180 to 2,195                         1,471 to 1,618
 //   47 inv     2,164 to 2,175                         1,568 to 1,627
 //   59 fwd     1,155 at 1 start, 1,610 to 1,790       1,172 to 1,206 at 6 starts, 1,373 to 1,394
-//   59 inv     1,090 at 2 starts, 1,537 to 1,604      1,153 at 1 start, 1,366 to 1,428
+//   59 inv     1,090 at 2 starts, 1,537 to 1,604      1,174 to 1,192 at 2 starts, 1,340 to 1,343
 //
 // Which start a kernel gets in the library moves with every change elsewhere. On the bodies that fit the
 // cache the own allocation is no faster than the compiler's.
@@ -79,6 +80,8 @@ std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
     int n) {
   using zspgen::pairs_asm::Instruction;
   const size_t firstStore = body.size() - static_cast<size_t>(n);
+  std::unordered_set<std::string> samples;
+  for (int j = 0; j < n; ++j) samples.insert(body[static_cast<size_t>(j)].defines);
   std::vector<Instruction> out;
   for (size_t i : order) {
     const zspgen::Statement& st = body[i];
@@ -87,7 +90,7 @@ std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
     } else if (i >= firstStore) {
       const size_t j = i - firstStore;
       const std::string& v = paired.outputs[j];
-      if (!paired.ops.count(v) && v.rfind("x", 0) != 0) return std::nullopt;  // an output that is an expression
+      if (!paired.ops.count(v) && !samples.count(v)) return std::nullopt;  // an output that is an expression
       out.push_back({Instruction::Store, "", {zspgen::dag::PairOp::Add, v, ""}, 16 * static_cast<int>(j)});
     } else if (st.defines != "scalePair") {
       auto it = paired.ops.find(st.defines);
@@ -182,23 +185,28 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
       // Of the scheduler's orders, the one for which this allocation writes the fewest instructions
       // (the scheduler's own choice counts spills under a simpler model): 1% fewer at 47 and 59.
       namespace pa = zspgen::pairs_asm;
-      std::optional<std::vector<pa::Instruction>> instructions;
-      size_t fewest = 0;
+      struct Candidate {
+        std::vector<pa::Instruction> instructions;
+        pa::Pool pool;
+        pa::Allocation aligned;
+      };
+      std::optional<Candidate> best;
       for (const std::vector<size_t>& order : zspgen::localityOrders(body)) {
-        auto candidate = pairInstructions(body, order, paired, n);
-        if (!candidate) break;
-        const size_t count = pa::allocate(*candidate, pa::poolOf(*candidate), pa::Route::Aligned).lines.size();
-        if (!instructions || count < fewest) fewest = count, instructions = std::move(candidate);
+        std::optional<std::vector<pa::Instruction>> instructions = pairInstructions(body, order, paired, n);
+        if (!instructions) break;
+        pa::Pool pool = pa::poolOf(*instructions);
+        pa::Allocation aligned = pa::allocate(*instructions, pool, pa::Route::Aligned);
+        if (!best || aligned.lines.size() < best->aligned.lines.size())
+          best = Candidate{std::move(*instructions), std::move(pool), std::move(aligned)};
       }
-      if (instructions) {
-        const pa::Pool pool = pa::poolOf(*instructions);
+      if (best) {
         s << "  const __m128d scalePair = _mm_set1_pd(scale);\n";
         s << "  if constexpr (Access::kAligned) {\n";
-        s << pa::bodyText(pa::allocate(*instructions, pool, pa::Route::Aligned), kPoolName, "    ");
+        s << pa::bodyText(best->aligned, kPoolName, "    ");
         s << "  } else {\n";
-        s << pa::bodyText(pa::allocate(*instructions, pool, pa::Route::AnyAddress), kPoolName, "    ");
+        s << pa::bodyText(pa::allocate(best->instructions, best->pool, pa::Route::AnyAddress), kPoolName, "    ");
         s << "  }\n  return zspStsNoErr;\n}\n";
-        return pa::poolText(pool, kPoolName) + "\n" + s.str();
+        return pa::poolText(best->pool, kPoolName) + "\n" + s.str();
       }
     }
   } else {

@@ -169,7 +169,6 @@ class Allocator {
     } else {
       emit("movaps " + memory(v) + ", " + xmm(r));
     }
-    ++a_.reloads;
   }
 
   // How the instruction at `i` reads `v`: its register, a register it is loaded into now, or memory.
@@ -189,7 +188,6 @@ class Allocator {
     const int r = claim(i, keep);
     if (where(v) >= 0) {
       emit("movaps " + xmm(where(v)) + ", " + xmm(r));
-      ++a_.copies;
     } else {
       loadInto(r, v);
     }

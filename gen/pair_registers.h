@@ -53,7 +53,7 @@ struct Allocation {
   std::vector<std::string> lines;  // AT&T syntax, with the asm statement's operand names
   int slots = 0;                   // 16-byte stack slots
   int frameBases = 0, poolBases = 0;
-  int spills = 0, reloads = 0, copies = 0;
+  int spills = 0;                  // values stored to a slot
 };
 Allocation allocate(const std::vector<Instruction>& body, const Pool& pool, Route route);
 
