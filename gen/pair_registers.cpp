@@ -367,7 +367,8 @@ std::string bodyText(const Allocation& a, const std::string& poolName, const std
   // KB).
   std::vector<std::pair<std::string, std::string>> bases = {{"src", "src"}, {"dst", "dst"}};
   if (a.slots > 0) {
-    s << indent << "alignas(16) double frame[" << 2 * a.slots << "];\n";
+    // Whole groups, so that every base register points into the array.
+    s << indent << "alignas(16) double frame[" << 2 * std::max(a.slots, kGroup * a.frameBases) << "];\n";
     s << indent << "char* const frameBase = reinterpret_cast<char*>(frame) + 128;\n";
     for (int b = 0; b < a.frameBases; ++b)
       bases.emplace_back("f" + std::to_string(b), "frameBase" + (b ? " + " + std::to_string(256 * b) : std::string()));
