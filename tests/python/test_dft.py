@@ -59,9 +59,15 @@ def test_any_leading_shape_and_layout(shape, n, dtype, layout, seed):
     assert peak_error(y, np.fft.fft(x.astype(np.complex128))) <= BOUNDS[REAL[dtype]]["dft"]
 
 
-@pytest.mark.parametrize("n", [3, 47])
-def test_many_rows_of_odd_complex64_each_land_in_place(n):
-    # rows of odd length alternate in alignment, and are taken grouped by it in blocks
-    x = random_rows((150, n), np.complex64, seed=n)
+@pytest.mark.parametrize("rows, n", [(150, 3), (150, 47), (2200, 63)])
+def test_many_rows_of_odd_complex64_each_land_in_place(rows, n):
+    # rows of odd length alternate in alignment, and are taken grouped by it in blocks; 2,200 rows of 63
+    # (1.1 MB) also ask for each next block's rows ahead, up to the last block, out of place and in place
+    x = random_rows((rows, n), np.complex64, seed=n)
     y = zspgen.fft(x)
     assert all(np.array_equal(y[i], zspgen.fft(x[i])) for i in range(len(x)))
+    z = x.copy()
+    zspgen.fft(z, out=z)
+    assert np.array_equal(z, y)
+    flipped = zspgen.fft(x[::-1])
+    assert np.array_equal(flipped, y[::-1])
