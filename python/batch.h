@@ -77,7 +77,7 @@ void runByRoute(const RowRun& r, const Prefetch& prefetch, Row& row) {
 // The bytes of one row of `a`, whose last axis holds T.
 template <class T>
 py::ssize_t rowBytes(const py::array& a) {
-  return a.ndim() == 0 ? 0 : a.shape(a.ndim() - 1) * static_cast<py::ssize_t>(sizeof(T));
+  return lastLength(a) * static_cast<py::ssize_t>(sizeof(T));
 }
 
 // Runs `kernel(srcRow, dstRow)` over every row of `in` into the same row of `out`, Src and Dst being
