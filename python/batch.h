@@ -4,6 +4,7 @@
 #include <zspgen.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -31,8 +32,7 @@ struct Prefetch {
   bool on = false;
 
   Prefetch(const RowRun& r, py::ssize_t srcRow, py::ssize_t dstRow) : srcBytes(srcRow), dstBytes(dstRow) {
-    const py::ssize_t step = r.srcStep < 0 ? -r.srcStep : r.srcStep;
-    on = srcRow >= kLongRow && r.count * std::max(srcRow, step) > kCached;
+    on = srcRow >= kLongRow && r.count * std::max<py::ssize_t>(srcRow, std::abs(r.srcStep)) > kCached;
   }
 
   // The requests are instructions of their own: gcc takes a function whose only effect is a prefetch
