@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Counts the instructions of every real DFT and Hartley kernel in the built library, by kind, beside the
-generator's additions and multiplications for it.
+generator's additions and multiplications for it. A kernel's row is its body without scaling (the
+`_unscaled` function it jumps to under ZSP_NODIV_BY_ANY, the hint the benchmarks run with).
 
     python3 bench/real_instructions.py build/lib/libzspgenx3.so build/generated/real/real_counts.txt
 
@@ -13,7 +14,7 @@ import sys
 
 from dft_instructions import count
 
-FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspgDFTFwd_RTo\w+|zspgDFTInv_\w+ToR|zspgHartley)_(\d+)_(32f|64f))>:$")
+FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspgDFTFwd_RTo\w+|zspgDFTInv_\w+ToR|zspgHartley)_(\d+)_(32f|64f))_unscaled>:$")
 COLUMNS = ["instructions", "addsub", "mul", "convert", "flip", "moves", "stack", "generator_adds", "generator_muls"]
 
 

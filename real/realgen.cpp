@@ -8,9 +8,10 @@
 //   realgen --check       prints, per kernel, the counts and the largest difference of the graph's
 //                         transform matrix from the exact one, evaluated in the kernels' arithmetic
 //
-// Every kernel is one straight scalar body: the checks, the loads of all N inputs, the graph of the
-// length's rule (lowered to the single-precision rule for _32f), the scale literal on every stored value,
-// the stores. The three formats of one kernel run one graph and differ in where the spectrum stands.
+// Every kernel is the checks and then one straight scalar body: the loads of all N inputs, the graph of
+// the length's rule (lowered to the single-precision rule for _32f), the scale literal on every stored
+// value, the stores. The body comes twice, with the scale and without it for the hint that asks for
+// none. The three formats of one kernel run one graph and differ in where the spectrum stands.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -113,9 +114,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
     const Ref out = k.outputs()[static_cast<size_t>(i)];
     const std::string& v = scalar.outputs[static_cast<size_t>(i)];
     // A value left in double (a dot product) is scaled in double and rounded once.
-    const std::string scaled = g.node(out).type == Type::F64 && single
-                                   ? "static_cast<float>(" + v + " * static_cast<double>(scale))"
-                                   : v + " * scale";
+    const std::string scaled = g.node(out).type == Type::F64 && single ? "scale.rounded(" + v + ")" : "scale(" + v + ")";
     body.push_back({zspgen::Statement::Store, "",
                     std::string("zsp::real::") + (d.kind == Direction::Forward ? "store<Format>(pDst, " : "storeAt(pDst, ") +
                         std::to_string(i) + ", " + scaled + ");",
@@ -124,23 +123,35 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
   if (d.kind == Direction::Forward) body.push_back({zspgen::Statement::Store, "", "Format::storeZeros(pDst);", {}});
   std::ostringstream s;
   s << "#include \"real/real_kernel.h\"\n#include \"zspgen_x3.h\"\n\nnamespace {\n\n";
-  s << "template <class Format>\nZSP_REAL_INLINE zspStatus run(const " << t << "* pSrc, " << t
-    << "* pDst, Zsp32s hint) {\n";
-  s << "  " << t << " scale;\n";
-  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << d.scaleRule()
-    << ">(pSrc, pDst, hint, zsp::ScaleLiterals<"
-    << t << ">{" << literals.invN << ", " << literals.invSqrtN << "}, scale);\n";
-  s << "  if (status != zspStsNoErr) return status;\n";
+  s << "template <class Format, class Scale>\nZSP_REAL_INLINE void body(const " << t << "* pSrc, " << t
+    << "* pDst, Scale scale) {\n";
   s << zspgen::scheduledText(body, "  ");
-  s << "  return zspStsNoErr;\n}\n\n}  // namespace\n";
+  s << "}\n\n";
+  s << "// The checks of every kernel of this file, in their order; `scale` takes the hint's literal.\n";
+  s << "ZSP_REAL_INLINE zspStatus checks(const " << t << "* pSrc, const " << t << "* pDst, Zsp32s hint, " << t
+    << "& scale) {\n";
+  s << "  return zsp::checkKernelArgs<zsp::ScaleRule::" << d.scaleRule() << ">(pSrc, pDst, hint, zsp::ScaleLiterals<"
+    << t << ">{" << literals.invN << ", " << literals.invSqrtN << "}, scale);\n}\n\n}  // namespace\n";
   const std::string sample = single ? "Zsp32f" : "Zsp64f";
   for (const char* format : kFormats) {
     if (!d.packed() && format != kFormats[0]) break;  // one kernel, no format: the template takes any
+    const std::string name = "x3_" + d.name(format, n, single);
+    const std::string layout = std::string("zsp::real::") + format + "<" + std::to_string(n) + ">";
     s << "\n// " << d.name(format, n, single) << ": " << (d.inverse() ? "the transposed network of rule " : "rule ")
       << k.exact->rule << ", " << counts.adds << " additions, " << counts.muls << " multiplications, "
       << counts.doublings << " doublings\n";
-    s << "extern \"C\" zspStatus x3_" << d.name(format, n, single) << "(const " << sample << "* pSrc, " << sample
-      << "* pDst, Zsp32s hint) {\n  return run<zsp::real::" << format << "<" << n << ">>(pSrc, pDst, hint);\n}\n";
+    s << "extern \"C\" {\n";
+    s << "ZSP_REAL_BODY static zspStatus " << name << "_unscaled(const " << t << "* pSrc, " << t << "* pDst) {\n"
+      << "  body<" << layout << ">(pSrc, pDst, zsp::real::Unscaled{});\n  return zspStsNoErr;\n}\n";
+    s << "ZSP_REAL_BODY static zspStatus " << name << "_scaled(const " << t << "* pSrc, " << t << "* pDst, " << t
+      << " scale) {\n  body<" << layout << ">(pSrc, pDst, zsp::real::ScaleBy<" << t << ">{scale});\n"
+      << "  return zspStsNoErr;\n}\n";
+    s << "zspStatus " << name << "(const " << sample << "* pSrc, " << sample << "* pDst, Zsp32s hint) {\n";
+    s << "  " << t << " scale;\n";
+    s << "  const zspStatus status = checks(pSrc, pDst, hint, scale);\n";
+    s << "  if (status != zspStsNoErr) return status;\n";
+    s << "  if (hint == ZSP_NODIV_BY_ANY) return " << name << "_unscaled(pSrc, pDst);\n";
+    s << "  return " << name << "_scaled(pSrc, pDst, scale);\n}\n}\n";
   }
   return s.str();
 }

@@ -112,8 +112,9 @@ void RealForward::placesAndOffsets() {
   const int n = GetParam();
   const std::vector<T> x = randomInput<T>(n, 77u * n);
   for (Format f : kFormats)
-    EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), x, static_cast<size_t>(length(f, n)), ZSP_DIV_BY_SQRTN), "")
-        << formatName(f) << " length " << n;
+    for (Zsp32s hint : kBodyHints)
+      EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), x, static_cast<size_t>(length(f, n)), hint), "")
+          << formatName(f) << " length " << n << " hint " << hint;
 }
 
 // Guard pages on either side of both buffers; the statuses at the door; the entry of each format.
@@ -123,7 +124,8 @@ void RealForward::guardPagesAndStatuses() {
   const std::vector<T> x = randomInput<T>(n, 5u * n);
   std::vector<T> dst(96, T(-7));
   for (Format f : kFormats) {
-    EXPECT_EQ(guardedRun(kernel<T>(f, n), x, run<T>(f, n, x, ZSP_NODIV_BY_ANY)), "") << formatName(f) << " length " << n;
+    for (Zsp32s hint : kBodyHints)
+      EXPECT_EQ(guardedRun(kernel<T>(f, n), x, run<T>(f, n, x, hint), hint), "") << formatName(f) << " length " << n << " hint " << hint;
     EXPECT_EQ(doorStatuses(kernel<T>(f, n), x.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(length(f, n)));
     ASSERT_EQ(entry<T>(f)(x.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);

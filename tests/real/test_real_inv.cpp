@@ -121,10 +121,9 @@ template <class T>
 void RealInverse::placesAndOffsets() {
   const int n = GetParam();
   for (Format f : kFormats)
-    EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), laidOut(f, n, randomValues<T>(n, 55u * n)), static_cast<size_t>(n),
-                                ZSP_DIV_BY_SQRTN),
-              "")
-        << formatName(f) << " length " << n;
+    for (Zsp32s hint : kBodyHints)
+      EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), laidOut(f, n, randomValues<T>(n, 55u * n)), static_cast<size_t>(n), hint), "")
+          << formatName(f) << " length " << n << " hint " << hint;
 }
 
 // Guard pages on either side of both buffers; the statuses at the door; the entry of each format.
@@ -134,7 +133,8 @@ void RealInverse::guardPagesAndStatuses() {
   std::vector<T> dst(96, T(-7));
   for (Format f : kFormats) {
     const std::vector<T> a = laidOut(f, n, randomValues<T>(n, 5u * n));
-    EXPECT_EQ(guardedRun(kernel<T>(f, n), a, run<T>(f, n, a, ZSP_NODIV_BY_ANY)), "") << formatName(f) << " length " << n;
+    for (Zsp32s hint : kBodyHints)
+      EXPECT_EQ(guardedRun(kernel<T>(f, n), a, run<T>(f, n, a, hint), hint), "") << formatName(f) << " length " << n << " hint " << hint;
     EXPECT_EQ(doorStatuses(kernel<T>(f, n), a.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(n));
     ASSERT_EQ(entry<T>(f)(a.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
