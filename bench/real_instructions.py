@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Counts the instructions of every real DFT and Hartley kernel in the built library, by kind, beside the
-generator's additions and multiplications for it. A kernel's row is its body without scaling (the
-`_unscaled` function it jumps to under ZSP_NODIV_BY_ANY, the hint the benchmarks run with).
+generator's additions and multiplications for it. A kernel's row is the kernel itself, which holds its
+checks and its body without scaling (the one ZSP_NODIV_BY_ANY, the hint of the benchmarks, runs); the
+body with the scale, `_scaled`, is not counted.
 
     python3 bench/real_instructions.py build/lib/libzspgenx3.so build/generated/real/real_counts.txt
 
@@ -14,7 +15,7 @@ import sys
 
 from dft_instructions import count
 
-FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspgDFTFwd_RTo\w+|zspgDFTInv_\w+ToR|zspgHartley)_(\d+)_(32f|64f))_unscaled>:$")
+FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspgDFTFwd_RTo\w+|zspgDFTInv_\w+ToR|zspgHartley)_(\d+)_(32f|64f))>:$")
 COLUMNS = ["instructions", "addsub", "mul", "convert", "flip", "moves", "stack", "generator_adds", "generator_muls"]
 
 

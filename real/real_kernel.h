@@ -8,18 +8,12 @@
 
 #include "core/any_address.h"
 #include "core/contract.h"
+#include "core/output_scale.h"
 #include "zspgen.h"
 
 namespace zsp::real {
 
 #define ZSP_REAL_INLINE inline __attribute__((always_inline))
-// A kernel's body, with the scale or without, is a function of its own (named after the kernel, with
-// _scaled or _unscaled) that the kernel jumps to after its checks: inlined side by side into one function,
-// the two bodies share one register allocation, and the 44-point double kernel spilled a quarter more
-// (376 stack accesses against 303) and lost what dropping the multiplications gained. Kept out of the
-// compiler's analysis across functions, the kernel takes the body's status as it comes and the call
-// stays a jump.
-#define ZSP_REAL_BODY __attribute__((noipa))
 
 using zsp::loadAt;
 using zsp::storeAt;
@@ -49,25 +43,6 @@ struct CCS {
     storeAt(p, 1, T(0));
     if constexpr (N % 2 == 0) storeAt(p, N + 1, T(0));
   }
-};
-
-// The scale of every stored value. Under the hint that asks for none the body runs without it: a
-// multiplication by 1 changes no value, but it is one more instruction per output and one more step on
-// every path to a store. Without it the double-precision kernels take 0.94 of the time (geometric mean
-// per family; the 44- and 64-point forward ones 0.90), the single-precision ones 0.96.
-template <class T>
-struct ScaleBy {
-  T factor;
-  ZSP_REAL_INLINE T operator()(T v) const { return v * factor; }
-  // A single-precision output left in double (a dot product) is scaled in double and rounded once.
-  ZSP_REAL_INLINE float rounded(double v) const { return static_cast<float>(v * static_cast<double>(factor)); }
-};
-struct Unscaled {
-  template <class T>
-  ZSP_REAL_INLINE T operator()(T v) const {
-    return v;
-  }
-  ZSP_REAL_INLINE float rounded(double v) const { return static_cast<float>(v); }
 };
 
 // Spectrum value i (Pack order) in the format's place.

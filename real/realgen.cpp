@@ -10,8 +10,9 @@
 //
 // Every kernel is the checks and then one straight scalar body: the loads of all N inputs, the graph of
 // the length's rule (lowered to the single-precision rule for _32f), the scale literal on every stored
-// value, the stores. The body comes twice, with the scale and without it for the hint that asks for
-// none. The three formats of one kernel run one graph and differ in where the spectrum stands.
+// value, the stores. The body comes twice: without the scale in the kernel itself, for the hint that asks
+// for none, and with it in a function of its own (x3_<kernel>_scaled) that the kernel jumps to under the
+// other hints. The three formats of one kernel run one graph and differ in where the spectrum stands.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -141,17 +142,16 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
       << k.exact->rule << ", " << counts.adds << " additions, " << counts.muls << " multiplications, "
       << counts.doublings << " doublings\n";
     s << "extern \"C\" {\n";
-    s << "ZSP_REAL_BODY static zspStatus " << name << "_unscaled(const " << t << "* pSrc, " << t << "* pDst) {\n"
-      << "  body<" << layout << ">(pSrc, pDst, zsp::real::Unscaled{});\n  return zspStsNoErr;\n}\n";
-    s << "ZSP_REAL_BODY static zspStatus " << name << "_scaled(const " << t << "* pSrc, " << t << "* pDst, " << t
-      << " scale) {\n  body<" << layout << ">(pSrc, pDst, zsp::real::ScaleBy<" << t << ">{scale});\n"
+    s << "ZSP_BODY_FUNCTION static zspStatus " << name << "_scaled(const " << t << "* pSrc, " << t << "* pDst, " << t
+      << " scale) {\n  body<" << layout << ">(pSrc, pDst, zsp::ScaleBy<" << t << ">{scale});\n"
       << "  return zspStsNoErr;\n}\n";
     s << "zspStatus " << name << "(const " << sample << "* pSrc, " << sample << "* pDst, Zsp32s hint) {\n";
     s << "  " << t << " scale;\n";
     s << "  const zspStatus status = checks(pSrc, pDst, hint, scale);\n";
     s << "  if (status != zspStsNoErr) return status;\n";
-    s << "  if (hint == ZSP_NODIV_BY_ANY) return " << name << "_unscaled(pSrc, pDst);\n";
-    s << "  return " << name << "_scaled(pSrc, pDst, scale);\n}\n}\n";
+    s << "  if (hint != ZSP_NODIV_BY_ANY) return " << name << "_scaled(pSrc, pDst, scale);\n";
+    s << "  body<" << layout << ">(pSrc, pDst, zsp::Unscaled{});\n";
+    s << "  return zspStsNoErr;\n}\n}\n";
   }
   return s.str();
 }
