@@ -4,7 +4,10 @@ packed counts the generator wrote for it.
 
     python3 bench/dft_instructions.py build/lib/libzspgenx3.so build/generated/dft/dft_packed_counts.txt
 
-Aligned route only (the exported kernel's body); the `_unaligned` siblings are listed apart by name.
+The bodies without the scale, which hint 8 runs: the aligned route (the exported kernel, which holds it
+after its checks), and the `_unaligned` siblings listed apart by name (their `_unscaled` function, or
+the one body of the kernels whose registers the generator allocates); the `_scaled` bodies are not
+counted.
 Prints CSV: name, instructions, packed add/sub, packed mul, shuffles, sign flips, register moves, stack
 accesses, and the generator's packed add/sub and mul.
 """
@@ -20,7 +23,7 @@ KINDS = {
     "flip": re.compile(r"^xor(pd|ps)$"),
     "convert": re.compile(r"^cvt(ss2sd|sd2ss)$"),
 }
-FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspg|owng)DFT(?:Fwd|Inv)_CToC_\d+_(?:32|64)fc(?:_unaligned)?)>:$")
+FUNC = re.compile(r"^[0-9a-f]+ <(x3_(?:zspg|owng)DFT(?:Fwd|Inv)_CToC_\d+_(?:32|64)fc(?:_unaligned)?(?:_unscaled)?)>:$")
 
 
 def count(library, func=FUNC):
@@ -75,7 +78,10 @@ def kernel_table(library, packed_path):
     """Every kernel's counts by kind beside the generator's: name -> (shape, [values in COLUMNS order])."""
     packed = read_packed(packed_path)
     table = {}
-    for name, c in count(library).items():
+    counts = count(library)
+    for name in [k for k in counts if k.endswith("_unscaled")]:
+        counts[name[: -len("_unscaled")]] = counts.pop(name)  # a sibling's row under the sibling's name
+    for name, c in counts.items():
         shape, addsub, mul = packed.get(name.replace("owng", "zspg").replace("_unaligned", ""), ("", "", ""))
         table[name] = (shape, [c["all"], c["addsub"], c["mul"], c["shuffle"], c["flip"], c["move"], c["stack"],
                                addsub, mul])

@@ -4,6 +4,7 @@
 #define ZSPGEN_DFT_DFT_KERNEL_H
 
 #include "core/contract.h"
+#include "core/output_scale.h"
 #include "dft/dft_access.h"
 #include "zspgen.h"
 

@@ -6,8 +6,11 @@
 //                               dft_expected.txt (inputs and the bits each kernel's code computes from them)
 //   dftgen --report             prints the count report only
 //
-// Every kernel is one straight body: the checks, the loads of all samples, the graph of its recipe,
-// the scale literal on every output, the stores.
+// Every kernel is the checks and then one straight body: the loads of all samples, the graph of its
+// recipe, the scale literal on every output, the stores. The body comes twice per route: without the
+// scale for the hint that asks for none, with it for the others in functions of their own
+// (x3_<kernel>_scaled, and x3_owng<kernel>_unaligned_scaled for a sibling route). The kernels whose
+// registers the generator allocates itself have one body per route, which always scales.
 #include <quadmath.h>
 
 #include <cmath>
@@ -101,20 +104,24 @@ std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
   return out;
 }
 
-// The body of a kernel, for either route: checks, loads, the recipe's arithmetic, scale, stores.
-std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e) {
+// The checks of a kernel in their order, `scale` taking the hint's literal.
+std::string checksCall(int n, bool single, bool inverse) {
+  const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
+  const char* t = single ? "float" : "double";
+  return std::string("zsp::checkKernelArgs<zsp::ScaleRule::") + (inverse ? "Inverse" : "Forward") +
+         ">(pSrc, pDst, hint, zsp::ScaleLiterals<" + t + ">{" + literals.invN + ", " + literals.invSqrtN + "}, scale)";
+}
+
+// The body of a kernel, for either route: loads, the recipe's arithmetic, scale, stores. The body is a
+// template over the route and the scale policy (zsp::ScaleBy or zsp::Unscaled), except where the
+// generator allocates the registers itself: that body is one asm statement per route that always
+// scales, and it holds the checks too (`ownRegisters` says which).
+std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e, bool& ownRegisters) {
   const Type type = single ? Type::F32 : Type::F64;
   const char* t = zspgen::dag::typeName(type);
   const char* sample = single ? "Zsp32fc" : "Zsp64fc";
-  const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
   std::ostringstream s;
-  s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
-    << "* pDst, Zsp32s hint) {\n";
-  s << "  " << t << " scale;\n";
-  s << "  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" << (inverse ? "Inverse" : "Forward")
-    << ">(pSrc, pDst, hint, zsp::ScaleLiterals<" << t << ">{" << literals.invN << ", " << literals.invSqrtN
-    << "}, scale);\n";
-  s << "  if (status != zspStsNoErr) return status;\n";
+  ownRegisters = false;
   const Lowering lowering = zsp::dft::kernelRecipe(n, single).lowering;
   auto refuse = [&](const std::string& why) {
     throw std::runtime_error(kernelName(n, single, inverse) + ": " + why);
@@ -135,6 +142,17 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     if (!paired.ok) refuse("the two-lane lowering met a node it has no form for");
     if (paired.counts.scalar != 0 || 2 * paired.counts.addsub > e.counts.adds + e.counts.adds / 10 + 2)
       refuse("the two-lane lowering leaves values unpaired");
+  }
+  ownRegisters = twoWide && 2 * static_cast<size_t>(n) + 1 + paired.body.size() > kOwnRegistersAbove;
+  if (ownRegisters) {
+    s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
+      << "* pDst, Zsp32s hint) {\n";
+    s << "  " << t << " scale;\n";
+    s << "  const zspStatus status = " << checksCall(n, single, inverse) << ";\n";
+    s << "  if (status != zspStsNoErr) return status;\n";
+  } else {
+    s << "template <class Access, class Scale>\nZSP_DFT_INLINE void body(const " << sample << "* pSrc, " << sample
+      << "* pDst, Scale scale) {\n";
   }
   // Four lanes in split form. Cooley-Tukey and chirp recipes read and write neighbouring samples in
   // pairs; the index maps of Good-Thomas and Rader recipes scatter them, so those move each sample alone.
@@ -169,19 +187,21 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
       body.push_back({zspgen::Statement::Load, sampleName(j),
                       "const __m128d " + sampleName(j) + " = Access::load(src + " + std::to_string(2 * j) + ");", {}});
     body.insert(body.end(), paired.body.begin(), paired.body.end());
-    body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);", {}});
+    // The own allocation orders its instructions from these statements, the scale pair among them.
+    if (ownRegisters)
+      body.push_back({zspgen::Statement::Compute, "scalePair", "const __m128d scalePair = _mm_set1_pd(scale);", {}});
     for (int j = 0; j < n; ++j) {
       std::vector<std::string> uses = paired.outputUses[static_cast<size_t>(j)];
-      uses.push_back("scalePair");
+      if (ownRegisters) uses.push_back("scalePair");
       body.push_back({zspgen::Statement::Store, "",
-                      "Access::store(dst + " + std::to_string(2 * j) + ", _mm_mul_pd(" +
-                          paired.outputs[static_cast<size_t>(j)] + ", scalePair));",
+                      "Access::store(dst + " + std::to_string(2 * j) + ", scale(" +
+                          paired.outputs[static_cast<size_t>(j)] + "));",
                       uses});
     }
     e.packed = paired.counts;
     e.packed.mul += n;
     e.shape = "2-wide";
-    if (body.size() > kOwnRegistersAbove) {
+    if (ownRegisters) {
       // Of the scheduler's orders, the one for which this allocation writes the fewest instructions
       // (the scheduler's own choice counts spills under a simpler model): 1% fewer at 47 and 59.
       namespace pa = zspgen::pairs_asm;
@@ -208,6 +228,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
         s << "  }\n  return zspStsNoErr;\n}\n";
         return pa::poolText(best->pool, kPoolName) + "\n" + s.str();
       }
+      refuse("the own register allocation takes no order of this body");
     }
   } else {
     const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(k.g, k.outputs, "  ", partName);
@@ -219,8 +240,8 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     body.insert(body.end(), scalar.body.begin(), scalar.body.end());
     for (int j = 0; j < 2 * n; ++j)
       body.push_back({zspgen::Statement::Store, "",
-                      std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", " +
-                          scalar.outputs[static_cast<size_t>(j)] + " * scale);",
+                      std::string("zsp::dft::storePart<") + t + ">(pDst, " + std::to_string(j) + ", scale(" +
+                          scalar.outputs[static_cast<size_t>(j)] + "));",
                       scalar.outputUses[static_cast<size_t>(j)]});
     e.packed = {};
     e.packed.addsub = e.counts.adds;
@@ -229,7 +250,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   }
   // Statements in the order of the data flow's stages, so that values stay in registers.
   s << zspgen::scheduledText(body, "  ");
-  s << "  return zspStsNoErr;\n}\n";
+  s << "}\n";
   return s.str();
 }
 
@@ -239,36 +260,73 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   e.probe = zspgen::dag::probeInputs(2 * n, static_cast<uint64_t>(4 * n + 2 * inverse + single), single);
   e.recipe = k->recipe;
   e.counts = zspgen::dag::countOperations(k->g, k->outputs);
-  const std::string body = bodyCode(n, single, inverse, *k, e);
+  bool ownRegisters = false;
+  const std::string body = bodyCode(n, single, inverse, *k, e, ownRegisters);
   const std::string name = kernelName(n, single, inverse);
   const std::string sibling = "x3_owng" + name.substr(4) + "_unaligned";
   const std::string sample = single ? "Zsp32fc" : "Zsp64fc";
+  const char* t = single ? "float" : "double";
   const std::string params = "(const " + sample + "* pSrc, " + sample + "* pDst, Zsp32s hint)";
   const std::string misalignedTest = "!zsp::isAligned16(pSrc) || !zsp::isAligned16(pDst)";
   const std::string misaligned = "if (" + misalignedTest + ") ";
   const std::string misalignedRare = "if (__builtin_expect(" + misalignedTest + ", 0)) ";
+  const Routes routes = zsp::dft::kernelRecipe(n, single).routes;
   std::ostringstream s;
   s << "namespace {\n\n" << body << "\n}  // namespace\n\n";
   s << "// " << name << ": recipe " << k->recipe << ", " << e.counts.adds << " additions, " << e.counts.muls
     << " multiplications; " << e.shape << ", " << e.packed.addsub << " additions and " << e.packed.mul
     << " multiplications executed\n";
-  switch (zsp::dft::kernelRecipe(n, single).routes) {
-    case Routes::OneRoute:
-      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
-      break;
+  if (ownRegisters) {
+    // One body per route, which scales always.
+    if (routes != Routes::Sibling) throw std::runtime_error(name + ": the own register allocation takes a sibling route");
+    s << "extern \"C\" __attribute__((noinline)) zspStatus " << sibling << params
+      << " {\n  return run<zsp::dft::Unaligned>(pSrc, pDst, hint);\n}\n\n";
+    s << "extern \"C\" zspStatus x3_" << name << params << " {\n  " << misaligned << "return " << sibling
+      << "(pSrc, pDst, hint);\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+    e.code = s.str();
+    return e;
+  }
+  // The scaled bodies are functions of their own: the aligned route (or the only one, or both where the
+  // kernel holds both) and the unaligned sibling. Without the scale, the sibling is a function of its own
+  // and the rest stands in the kernel.
+  const std::string bodyParams = "(const " + sample + "* pSrc, " + sample + "* pDst";
+  auto route = [&](const char* access, const std::string& policy) {
+    return std::string("body<zsp::dft::") + access + ">(pSrc, pDst, " + policy + ");";
+  };
+  const std::string scaled = std::string("zsp::ScaleBy<") + t + ">{scale}", unscaled = "zsp::Unscaled{}";
+  s << "extern \"C\" {\n";
+  s << "ZSP_BODY_FUNCTION static zspStatus x3_" << name << "_scaled" << bodyParams << ", " << t << " scale) {\n";
+  if (routes == Routes::BothInOne)
+    s << "  " << misalignedRare << route("Unaligned", scaled) << "\n  else " << route("Aligned", scaled) << "\n";
+  else
+    s << "  " << route("Aligned", scaled) << "\n";
+  s << "  return zspStsNoErr;\n}\n";
+  if (routes == Routes::Sibling) {
+    s << "ZSP_BODY_FUNCTION static zspStatus " << sibling << "_scaled" << bodyParams << ", " << t << " scale) {\n  "
+      << route("Unaligned", scaled) << "\n  return zspStsNoErr;\n}\n";
+    s << "ZSP_BODY_FUNCTION static zspStatus " << sibling << "_unscaled" << bodyParams << ") {\n  "
+      << route("Unaligned", unscaled) << "\n  return zspStsNoErr;\n}\n";
+  }
+  // The kernel: the checks, then the body of the hint's scale and of the route.
+  s << "zspStatus x3_" << name << params << " {\n";
+  s << "  " << t << " scale;\n";
+  s << "  const zspStatus status = " << checksCall(n, single, inverse) << ";\n";
+  s << "  if (status != zspStsNoErr) return status;\n";
+  s << "  if (hint != ZSP_NODIV_BY_ANY) {\n";
+  if (routes == Routes::Sibling) s << "    " << misaligned << "return " << sibling << "_scaled(pSrc, pDst, scale);\n";
+  s << "    return x3_" << name << "_scaled(pSrc, pDst, scale);\n  }\n";
+  switch (routes) {
+    case Routes::OneRoute: s << "  " << route("Aligned", unscaled) << "\n"; break;
+    // The aligned route falls through to its arithmetic, without a taken branch in front of it (the
+    // 4-point double kernel: 13 cycles to 11).
     case Routes::BothInOne:
-      // The aligned route falls through to its arithmetic, without a taken branch in front of it (the
-      // 4-point double kernel: 13 cycles to 11).
-      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  " << misalignedRare
-        << "return run<zsp::dft::Unaligned>(pSrc, pDst, hint);\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+      s << "  " << misalignedRare << route("Unaligned", unscaled) << "\n  else " << route("Aligned", unscaled) << "\n";
       break;
     case Routes::Sibling:
-      s << "extern \"C\" __attribute__((noinline)) zspStatus " << sibling << params
-        << " {\n  return run<zsp::dft::Unaligned>(pSrc, pDst, hint);\n}\n\n";
-      s << "extern \"C\" zspStatus x3_" << name << params << " {\n  " << misaligned << "return " << sibling
-        << "(pSrc, pDst, hint);\n  return run<zsp::dft::Aligned>(pSrc, pDst, hint);\n}\n";
+      s << "  " << misaligned << "return " << sibling << "_unscaled(pSrc, pDst);\n  " << route("Aligned", unscaled) << "\n";
       break;
   }
+  s << "  return zspStsNoErr;\n}\n}\n";
   e.code = s.str();
   return e;
 }

@@ -704,13 +704,12 @@ class Lowering {
       outWaiting.push_back(static_cast<int>(storedFrom[o].size()));
       for (int d : storedFrom[o]) outsOf[static_cast<size_t>(d)].push_back(static_cast<int>(o));
     }
-    s << in << "const __m128 scale4 = _mm_set1_ps(scale);\n";
     auto store = [&](int o) {
       const auto [a, b] = pairs[static_cast<size_t>(o)];
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
       const std::string out = "o" + std::to_string(a);
-      s << in << "const __m128 " << out << " = _mm_mul_ps(" << v << ", scale4);\n";
-      ++code.counts.mul;
+      s << in << "const __m128 " << out << " = scale(" << v << ");\n";
+      ++code.counts.mul;  // under the hints that scale
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
       if (contiguous_ && b == a + 1 && a % 2 == 0) {
         s << in << "Access::store(dst + " << 2 * a << ", " << out << ");\n";

@@ -76,8 +76,8 @@ struct Code {
 
 // The whole body from loads to stores. `outputs` are the real and imaginary part of each output sample.
 // Contiguous: samples move in pairs by Access::load and Access::store on `src` and `dst` (float
-// pointers); otherwise each sample moves alone by 64-bit moves. Every output is multiplied by the
-// variable `scale` last.
+// pointers); otherwise each sample moves alone by 64-bit moves. Every output passes through `scale`
+// last, the body's scale policy (zsp::ScaleBy or zsp::Unscaled).
 Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
           const std::string& indent);
 

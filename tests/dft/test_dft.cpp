@@ -26,6 +26,9 @@ using zsp::test::GuardedBuffer;
 using Q = __float128;
 
 constexpr Zsp32s kHints[] = {ZSP_DIV_FWD_BY_N, ZSP_DIV_INV_BY_N, ZSP_DIV_BY_SQRTN, ZSP_NODIV_BY_ANY};
+// A kernel holds its body twice per route: without scaling for the hint that asks for none, with it for
+// the rest. The tests of places, offsets and guard pages run both.
+constexpr Zsp32s kBodyHints[] = {ZSP_NODIV_BY_ANY, ZSP_DIV_BY_SQRTN};
 constexpr Zsp32s kBadHints[] = {0, 3, 5, 6, 7, 9, 12, 16, -1, INT_MIN};
 
 template <class T> struct Precision;
@@ -182,30 +185,30 @@ void DftKernel::placesAndOffsets() {
   const int n = GetParam();
   using S = typename Precision<T>::Sample;
   const std::vector<T> x = randomParts<T>(n, 77u * n);
-  for (bool inverse : {false, true}) {
-    const std::vector<T> expect = run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN);
-    for (size_t so = 0; so < 16; ++so)
-      for (size_t d = so == 0 ? 1 : 0; d < 16; d += (so % 4 == 0 ? 1 : 5))  // (0, 0) is `expect` itself
-        ASSERT_TRUE(sameBits(run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN, so, d), expect))
-            << "length " << n << " offsets " << so << "," << d;
-    // In place, at every byte offset, gives the same bits as out of place.
-    for (size_t offset = 0; offset < 16; ++offset) {
-      std::vector<unsigned char> buf(x.size() * sizeof(T) + 32);
-      unsigned char* p = buf.data() + ((16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16) + offset;
-      std::memcpy(p, x.data(), x.size() * sizeof(T));
-      ASSERT_EQ(kernel<T>(n, inverse)(reinterpret_cast<S*>(p), reinterpret_cast<S*>(p), ZSP_DIV_BY_SQRTN), zspStsNoErr);
-      std::vector<T> got(x.size());
-      std::memcpy(got.data(), p, x.size() * sizeof(T));
-      EXPECT_TRUE(sameBits(got, expect)) << "in place, length " << n << " offset " << offset;
+  for (bool inverse : {false, true})
+    for (Zsp32s hint : kBodyHints) {
+      const std::vector<T> expect = run<T>(n, inverse, x, hint);
+      for (size_t so = 0; so < 16; ++so)
+        for (size_t d = so == 0 ? 1 : 0; d < 16; d += (so % 4 == 0 ? 1 : 5))  // (0, 0) is `expect` itself
+          ASSERT_TRUE(sameBits(run<T>(n, inverse, x, hint, so, d), expect))
+              << "length " << n << " hint " << hint << " offsets " << so << "," << d;
+      // In place, at every byte offset, gives the same bits as out of place.
+      for (size_t offset = 0; offset < 16; ++offset) {
+        std::vector<unsigned char> buf(x.size() * sizeof(T) + 32);
+        unsigned char* p = buf.data() + ((16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16) + offset;
+        std::memcpy(p, x.data(), x.size() * sizeof(T));
+        ASSERT_EQ(kernel<T>(n, inverse)(reinterpret_cast<S*>(p), reinterpret_cast<S*>(p), hint), zspStsNoErr);
+        std::vector<T> got(x.size());
+        std::memcpy(got.data(), p, x.size() * sizeof(T));
+        EXPECT_TRUE(sameBits(got, expect)) << "in place, length " << n << " offset " << offset;
+      }
+      // Destination one sample behind the source: still the transform of the source.
+      std::vector<T> buf(x.size() + 2);
+      std::copy(x.begin(), x.end(), buf.begin() + 2);
+      ASSERT_EQ(kernel<T>(n, inverse)(reinterpret_cast<S*>(buf.data() + 2), reinterpret_cast<S*>(buf.data()), hint),
+                zspStsNoErr);
+      EXPECT_TRUE(sameBits(std::vector<T>(buf.begin(), buf.begin() + 2 * n), expect)) << "overlap, length " << n;
     }
-    // Destination one sample behind the source: still the transform of the source.
-    std::vector<T> buf(x.size() + 2);
-    std::copy(x.begin(), x.end(), buf.begin() + 2);
-    ASSERT_EQ(kernel<T>(n, inverse)(reinterpret_cast<S*>(buf.data() + 2), reinterpret_cast<S*>(buf.data()),
-                                    ZSP_DIV_BY_SQRTN),
-              zspStsNoErr);
-    EXPECT_TRUE(sameBits(std::vector<T>(buf.begin(), buf.begin() + 2 * n), expect)) << "overlap, length " << n;
-  }
 }
 
 template <class T>
@@ -216,12 +219,13 @@ void DftKernel::guardPages() {
   const std::vector<T> x = randomParts<T>(n, 5u * n);
   for (bool inverse : {false, true})
     for (Guard guard : {Guard::After, Guard::Before})
-      for (size_t mis : {size_t(0), sizeof(T), size_t(3)}) {
-        GuardedBuffer src(bytes, guard, mis), dst(bytes, guard, (mis + 8) % 16);
-        std::memcpy(src.data(), x.data(), bytes);
-        ASSERT_EQ(kernel<T>(n, inverse)(src.as<S>(), dst.as<S>(), ZSP_NODIV_BY_ANY), zspStsNoErr);
-        EXPECT_TRUE(src.outsideIntact() && dst.outsideIntact()) << "length " << n;
-      }
+      for (size_t mis : {size_t(0), sizeof(T), size_t(3)})
+        for (Zsp32s hint : kBodyHints) {
+          GuardedBuffer src(bytes, guard, mis), dst(bytes, guard, (mis + 8) % 16);
+          std::memcpy(src.data(), x.data(), bytes);
+          ASSERT_EQ(kernel<T>(n, inverse)(src.as<S>(), dst.as<S>(), hint), zspStsNoErr);
+          EXPECT_TRUE(src.outsideIntact() && dst.outsideIntact()) << "length " << n << " hint " << hint;
+        }
 }
 
 template <class T>
@@ -440,38 +444,59 @@ TEST(DftBits, EveryKernelComputesItsGraph) {
   EXPECT_EQ(kernels, 252);
 }
 
-// Where the routes split into two functions, the sibling of the unaligned route is a local function of its
-// own that repeats the checks and, at any address, gives the bits of the aligned route.
+// Where the routes split into two functions, the unaligned route stands in local functions of its own
+// that, at any address, give the bits of the kernel. The kernels whose registers the generator allocates
+// (double precision, 47 and 59 points) have one sibling, which repeats the checks and always scales; the
+// others have one per scale policy, which the kernel enters after its checks and its route test.
 template <class T>
 int checkSiblings(const zsp::test::LibrarySymbols& lib) {
   using S = typename Precision<T>::Sample;
-  using Fn = zspStatus (*)(const S*, S*, Zsp32s);
   int found = 0;
   for (int n = 2; n <= 64; ++n)
     for (bool inverse : {false, true}) {
       const bool single = sizeof(T) == 4;
       const bool expected = single ? n >= 6 && n != 59 : n == 5 || n >= 7;
+      const bool ownRegisters = !single && (n == 47 || n == 59);
       const std::string name = std::string("x3_owngDFT") + (inverse ? "Inv" : "Fwd") + "_CToC_" + std::to_string(n) +
                                "_" + Precision<T>::suffix + "_unaligned";
-      const uintptr_t at = lib.address(name);
-      EXPECT_EQ(at != 0, expected) << name;
-      if (at == 0) continue;
-      ++found;
-      EXPECT_EQ(dlsym(RTLD_DEFAULT, name.c_str()), nullptr) << name << " is exported";
-      EXPECT_EQ(dlsym(RTLD_DEFAULT, name.substr(3).c_str()), nullptr) << name << " is exported";
-      const Fn sibling = reinterpret_cast<Fn>(at);
+      const std::vector<std::string> siblings =
+          ownRegisters ? std::vector<std::string>{name} : std::vector<std::string>{name + "_unscaled", name + "_scaled"};
+      EXPECT_EQ(lib.address(name + (ownRegisters ? "_unscaled" : "")), 0u) << name;
       const std::vector<T> x = randomParts<T>(n, 11u * n);
-      const std::vector<T> expect = run<T>(n, inverse, x, ZSP_DIV_BY_SQRTN);
       std::vector<unsigned char> src(x.size() * sizeof(T) + 32), dst(src.size());
       unsigned char* s = src.data() + ((16 - reinterpret_cast<uintptr_t>(src.data()) % 16) % 16) + sizeof(T);
       unsigned char* d = dst.data() + ((16 - reinterpret_cast<uintptr_t>(dst.data()) % 16) % 16) + 3;
       std::memcpy(s, x.data(), x.size() * sizeof(T));
-      EXPECT_EQ(sibling(reinterpret_cast<const S*>(s), reinterpret_cast<S*>(d), ZSP_DIV_BY_SQRTN), zspStsNoErr) << name;
-      std::vector<T> got(x.size());
-      std::memcpy(got.data(), d, x.size() * sizeof(T));
-      EXPECT_TRUE(sameBits(got, expect)) << name;
-      EXPECT_EQ(sibling(nullptr, reinterpret_cast<S*>(d), ZSP_DIV_BY_SQRTN), zspStsNullPtrErr) << name;
-      EXPECT_EQ(sibling(reinterpret_cast<const S*>(s), reinterpret_cast<S*>(d), 3), zspStsFlagErr) << name;
+      const S* in = reinterpret_cast<const S*>(s);
+      S* out = reinterpret_cast<S*>(d);
+      const T invSqrtN = T(1.0 / std::sqrt(double(n)));
+      bool all = true;
+      for (const std::string& sibling : siblings) {
+        const uintptr_t at = lib.address(sibling);
+        EXPECT_EQ(at != 0, expected) << sibling;
+        all = all && at != 0;
+        if (at == 0) continue;
+        EXPECT_EQ(dlsym(RTLD_DEFAULT, sibling.c_str()), nullptr) << sibling << " is exported";
+        EXPECT_EQ(dlsym(RTLD_DEFAULT, sibling.substr(3).c_str()), nullptr) << sibling << " is exported";
+        const bool scaled = sibling.compare(sibling.size() - 7, 7, "_scaled") == 0;
+        zspStatus status;
+        if (ownRegisters) {
+          using Fn = zspStatus (*)(const S*, S*, Zsp32s);
+          EXPECT_EQ(reinterpret_cast<Fn>(at)(nullptr, out, ZSP_DIV_BY_SQRTN), zspStsNullPtrErr) << sibling;
+          EXPECT_EQ(reinterpret_cast<Fn>(at)(in, out, 3), zspStsFlagErr) << sibling;
+          status = reinterpret_cast<Fn>(at)(in, out, ZSP_DIV_BY_SQRTN);
+        } else if (scaled) {
+          status = reinterpret_cast<zspStatus (*)(const S*, S*, T)>(at)(in, out, invSqrtN);
+        } else {
+          status = reinterpret_cast<zspStatus (*)(const S*, S*)>(at)(in, out);
+        }
+        EXPECT_EQ(status, zspStsNoErr) << sibling;
+        std::vector<T> got(x.size());
+        std::memcpy(got.data(), d, x.size() * sizeof(T));
+        EXPECT_TRUE(sameBits(got, run<T>(n, inverse, x, scaled || ownRegisters ? ZSP_DIV_BY_SQRTN : ZSP_NODIV_BY_ANY)))
+            << sibling;
+      }
+      found += expected && all;
     }
   return found;
 }
@@ -499,23 +524,27 @@ std::pair<int, int> singleArithmetic(const unsigned char* code, size_t size) {
   return {packed, scalar};
 }
 
-// From 6 samples on the single-precision kernels compute in four lanes: the body of each route (the
-// sibling, or the kernel that holds both) does its arithmetic in packed instructions only.
+// From 6 samples on the single-precision kernels compute in four lanes: the bodies of each route, with
+// the scale and without (the sibling's, or those that hold both), do their arithmetic in packed
+// instructions only.
 TEST(DftRoutes, SinglePrecisionFromSixSamplesRunsFourLanes) {
   const auto lib = zsp::test::symbolsOfLibraryContaining(reinterpret_cast<const void*>(&zspgDFTFwd_CToC_32fc));
   for (int n = 6; n <= 64; ++n)
     for (const char* dir : {"Fwd", "Inv"}) {
       const std::string kernel = std::string("zspgDFT") + dir + "_CToC_" + std::to_string(n) + "_32fc";
-      const std::string body = n == 59 ? "x3_" + kernel : "x3_owng" + kernel.substr(4) + "_unaligned";
-      const uintptr_t at = lib.address(body);
-      ASSERT_NE(at, 0u) << body;
-      const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(at), lib.size.at(body));
-      EXPECT_GE(packed, n / 2) << body;
-      EXPECT_LT(10 * scalar, packed) << body;
+      const std::string route = n == 59 ? "x3_" + kernel : "x3_owng" + kernel.substr(4) + "_unaligned";
+      for (const std::string& body : {route + (n == 59 ? "" : "_unscaled"), route + "_scaled"}) {
+        const uintptr_t at = lib.address(body);
+        ASSERT_NE(at, 0u) << body;
+        const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(at), lib.size.at(body));
+        EXPECT_GE(packed, n / 2) << body;
+        EXPECT_LT(10 * scalar, packed) << body;
+      }
     }
   // The scalar kernels are what the opcode count tells apart.
-  const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(lib.address("x3_zspgDFTFwd_CToC_5_32fc")),
-                                                 lib.size.at("x3_zspgDFTFwd_CToC_5_32fc"));
+  const std::string scalarBody = "x3_zspgDFTFwd_CToC_5_32fc";
+  const auto [packed, scalar] = singleArithmetic(reinterpret_cast<const unsigned char*>(lib.address(scalarBody)),
+                                                 lib.size.at(scalarBody));
   EXPECT_GT(scalar, packed);
 }
 
