@@ -45,7 +45,7 @@ struct Emitted {
   std::string code;
   std::vector<double> probe, probeOutputs;  // inputs in [-1, 1] and what the code computes from them
   Counts counts;
-  zspgen::dag::PairCounts packed;  // the executed instructions, scale included
+  zspgen::dag::PairCounts packed;  // the executed instructions, those of the body that scales
   std::string recipe;
   std::string shape;
 };

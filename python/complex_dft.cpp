@@ -13,7 +13,7 @@ py::array complexDft(Direction direction, py::handle x, py::handle length, py::h
                      py::handle out) {
   const Input input = inputAlong(x, axis);
   const Precision precision = precisionOf(input.rows, false, "x");
-  const Zsp32s hint = hintFor(norm, Directed::yes);
+  const Zsp32s hint = hintFor(norm, direction == Direction::forward ? Directed::forward : Directed::inverse);
   const py::array a = resizedLast(input.rows, length, kMinLength, kMaxLength);
   const int n = servedLength(lastLength(a), kMinLength, kMaxLength, "x");
   return withPrecision(precision, [&]<class T>() {

@@ -9,13 +9,14 @@
 
 namespace zsppy {
 
-// numpy's norm= as a scaling hint. For a forward/inverse pair numpy's conventions are exactly the
-// library's hints, whichever direction is called: "backward" (also None) divides the inverse by N
-// (ZSP_DIV_INV_BY_N), "forward" the forward one (ZSP_DIV_FWD_BY_N), "ortho" both by sqrt(N). The
+// numpy's norm= as a scaling hint. For a forward/inverse pair numpy's conventions are the library's
+// hints: "backward" (also None) divides the inverse by N (ZSP_DIV_INV_BY_N), "forward" the forward one
+// (ZSP_DIV_FWD_BY_N), "ortho" both by sqrt(N). The side that does not divide is called with
+// ZSP_NODIV_BY_ANY, the same values, under which the kernels run their body without the scale. The
 // Hartley and Walsh-Hadamard transforms have no direction: "backward" leaves them unscaled, as numpy's
 // forward transforms are, "forward" divides by N and "ortho" by sqrt(N). Anything else is
 // zspStsFlagErr.
-enum class Directed { yes, no };
+enum class Directed { forward, inverse, no };
 Zsp32s hintFor(pybind11::handle norm, Directed directed);
 
 // format= of the real DFT: "ccs", "pack" or "perm".

@@ -15,7 +15,7 @@ py::array forwardRealDft(py::handle x, py::handle length, py::handle axis, const
   const Input input = inputAlong(x, axis);
   const Precision precision = precisionOf(input.rows, true, "x");
   const Packing packing = packingFor(format);
-  const Zsp32s hint = hintFor(norm, Directed::yes);
+  const Zsp32s hint = hintFor(norm, Directed::forward);
   const py::array a = resizedLast(input.rows, length, kMinLength, kMaxLength);
   const int n = servedLength(lastLength(a), kMinLength, kMaxLength, "x");
   return withPrecision(precision, [&]<class T>() {
@@ -57,7 +57,7 @@ py::array inverseRealDft(py::handle x, py::handle length, py::handle axis, const
   if (!ccs && stored != n)
     failWithStatus(zspStsSizeErr, "n", "n = " + std::to_string(n) + " but a " + format + " spectrum of x holds " +
                                            std::to_string(stored) + " values");
-  const Zsp32s hint = hintFor(norm, Directed::yes);
+  const Zsp32s hint = hintFor(norm, Directed::inverse);
   return withPrecision(precision, [&]<class T>() {
     Result result = resultFor(out, input.axis, shapeOf(a, n), Samples<T>::real);
     const py::array rows = ccs ? binsFor(a, n, Samples<T>::complex) : rowsIn(a, Samples<T>::real);
