@@ -95,7 +95,8 @@ void Hartley::hintsPlacesAndOffsets() {
   EXPECT_TRUE(sameBits(run<T>(n, impulse, ZSP_DIV_BY_SQRTN),
                        std::vector<T>(static_cast<size_t>(n), T(1.0 / std::sqrt(double(n))))))
       << n;
-  for (Zsp32s hint : kBodyHints) EXPECT_EQ(offsetsAndInPlace(kernel<T>(n), x, x.size(), hint), "") << "length " << n << " hint " << hint;
+  for (Zsp32s hint : kBodyHints)
+    EXPECT_EQ(offsetsAndInPlace(kernel<T>(n), x, x.size(), hint), "") << "length " << n << " hint " << hint;
 }
 
 // Guard pages on either side of both buffers; the statuses at the door; the entry.
@@ -104,7 +105,8 @@ void Hartley::guardPagesAndStatuses() {
   const int n = GetParam();
   const std::vector<T> x = randomValues<T>(n, 5u * n);
   std::vector<T> dst(96, T(-7));
-  for (Zsp32s hint : kBodyHints) EXPECT_EQ(guardedRun(kernel<T>(n), x, run<T>(n, x, hint), hint), "") << "length " << n << " hint " << hint;
+  for (Zsp32s hint : kBodyHints)
+    EXPECT_EQ(guardedRun(kernel<T>(n), x, run<T>(n, x, hint), hint), "") << "length " << n << " hint " << hint;
   EXPECT_EQ(doorStatuses(kernel<T>(n), x.data(), dst.data()), "") << "length " << n;
   ASSERT_EQ(entry<T>()(x.data(), dst.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);
   EXPECT_TRUE(sameBits(std::vector<T>(dst.begin(), dst.begin() + n), run<T>(n, x, ZSP_DIV_BY_SQRTN))) << "entry, length " << n;

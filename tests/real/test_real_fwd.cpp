@@ -125,7 +125,8 @@ void RealForward::guardPagesAndStatuses() {
   std::vector<T> dst(96, T(-7));
   for (Format f : kFormats) {
     for (Zsp32s hint : kBodyHints)
-      EXPECT_EQ(guardedRun(kernel<T>(f, n), x, run<T>(f, n, x, hint), hint), "") << formatName(f) << " length " << n << " hint " << hint;
+      EXPECT_EQ(guardedRun(kernel<T>(f, n), x, run<T>(f, n, x, hint), hint), "")
+          << formatName(f) << " length " << n << " hint " << hint;
     EXPECT_EQ(doorStatuses(kernel<T>(f, n), x.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(length(f, n)));
     ASSERT_EQ(entry<T>(f)(x.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);

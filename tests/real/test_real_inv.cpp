@@ -122,7 +122,9 @@ void RealInverse::placesAndOffsets() {
   const int n = GetParam();
   for (Format f : kFormats)
     for (Zsp32s hint : kBodyHints)
-      EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), laidOut(f, n, randomValues<T>(n, 55u * n)), static_cast<size_t>(n), hint), "")
+      EXPECT_EQ(offsetsAndInPlace(kernel<T>(f, n), laidOut(f, n, randomValues<T>(n, 55u * n)), static_cast<size_t>(n),
+                                  hint),
+                "")
           << formatName(f) << " length " << n << " hint " << hint;
 }
 
@@ -134,7 +136,8 @@ void RealInverse::guardPagesAndStatuses() {
   for (Format f : kFormats) {
     const std::vector<T> a = laidOut(f, n, randomValues<T>(n, 5u * n));
     for (Zsp32s hint : kBodyHints)
-      EXPECT_EQ(guardedRun(kernel<T>(f, n), a, run<T>(f, n, a, hint), hint), "") << formatName(f) << " length " << n << " hint " << hint;
+      EXPECT_EQ(guardedRun(kernel<T>(f, n), a, run<T>(f, n, a, hint), hint), "")
+          << formatName(f) << " length " << n << " hint " << hint;
     EXPECT_EQ(doorStatuses(kernel<T>(f, n), a.data(), dst.data()), "") << formatName(f) << " length " << n;
     std::vector<T> viaEntry(static_cast<size_t>(n));
     ASSERT_EQ(entry<T>(f)(a.data(), viaEntry.data(), n, ZSP_DIV_BY_SQRTN), zspStsNoErr);

@@ -2,7 +2,8 @@
 // arithmetic instruction (one that computes on two or four lanes) appears in any of their bodies, in
 // either precision. The compiler flags keep the vectorizers away from them; this holds the library as
 // built to it. Read with the disassembler over the kernels' own address ranges from the symbol table:
-// each kernel's checks, and the two bodies it jumps to, with the scale and without.
+// each kernel, which holds its checks and its body without the scale, and the body with the scale that
+// it jumps to under the other hints.
 #include <gtest/gtest.h>
 
 #include <algorithm>
