@@ -12,7 +12,8 @@ namespace zsp {
 #define ZSP_SCALE_INLINE inline __attribute__((always_inline))
 
 // The body without the scale stands in the kernel, after its checks; the body with it is a function of
-// its own (named after its kernel, with _scaled) that the kernel jumps to. Inlined side by side into one
+// its own (named after its kernel, with _scaled; hidden, like every symbol of the library but its
+// entries, and not static, whose C names clang would mangle) that the kernel jumps to. Inlined side by side into one
 // function, two bodies share one register allocation: the 44-point double-precision real kernel spilled
 // a quarter more (376 stack accesses against 303) and lost what dropping the multiplications gained.
 // Kept out of gcc's analysis across functions, the kernel takes the body's status as it comes and the

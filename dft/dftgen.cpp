@@ -295,16 +295,16 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   };
   const std::string scaled = std::string("zsp::ScaleBy<") + t + ">{scale}", unscaled = "zsp::Unscaled{}";
   s << "extern \"C\" {\n";
-  s << "ZSP_BODY_FUNCTION static zspStatus x3_" << name << "_scaled" << bodyParams << ", " << t << " scale) {\n";
+  s << "ZSP_BODY_FUNCTION zspStatus x3_" << name << "_scaled" << bodyParams << ", " << t << " scale) {\n";
   if (routes == Routes::BothInOne)
     s << "  " << misalignedRare << route("Unaligned", scaled) << "\n  else " << route("Aligned", scaled) << "\n";
   else
     s << "  " << route("Aligned", scaled) << "\n";
   s << "  return zspStsNoErr;\n}\n";
   if (routes == Routes::Sibling) {
-    s << "ZSP_BODY_FUNCTION static zspStatus " << sibling << "_scaled" << bodyParams << ", " << t << " scale) {\n  "
+    s << "ZSP_BODY_FUNCTION zspStatus " << sibling << "_scaled" << bodyParams << ", " << t << " scale) {\n  "
       << route("Unaligned", scaled) << "\n  return zspStsNoErr;\n}\n";
-    s << "ZSP_BODY_FUNCTION static zspStatus " << sibling << "_unscaled" << bodyParams << ") {\n  "
+    s << "ZSP_BODY_FUNCTION zspStatus " << sibling << "_unscaled" << bodyParams << ") {\n  "
       << route("Unaligned", unscaled) << "\n  return zspStsNoErr;\n}\n";
   }
   // The kernel: the checks, then the body of the hint's scale and of the route.

@@ -142,7 +142,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
       << k.exact->rule << ", " << counts.adds << " additions, " << counts.muls << " multiplications, "
       << counts.doublings << " doublings\n";
     s << "extern \"C\" {\n";
-    s << "ZSP_BODY_FUNCTION static zspStatus " << name << "_scaled(const " << t << "* pSrc, " << t << "* pDst, " << t
+    s << "ZSP_BODY_FUNCTION zspStatus " << name << "_scaled(const " << t << "* pSrc, " << t << "* pDst, " << t
       << " scale) {\n  body<" << layout << ">(pSrc, pDst, zsp::ScaleBy<" << t << ">{scale});\n"
       << "  return zspStsNoErr;\n}\n";
     s << "zspStatus " << name << "(const " << sample << "* pSrc, " << sample << "* pDst, Zsp32s hint) {\n";
