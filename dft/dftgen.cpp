@@ -104,14 +104,6 @@ std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
   return out;
 }
 
-// The checks of a kernel in their order, `scale` taking the hint's literal.
-std::string checksCall(int n, bool single, bool inverse) {
-  const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
-  const char* t = single ? "float" : "double";
-  return std::string("zsp::checkKernelArgs<zsp::ScaleRule::") + (inverse ? "Inverse" : "Forward") +
-         ">(pSrc, pDst, hint, zsp::ScaleLiterals<" + t + ">{" + literals.invN + ", " + literals.invSqrtN + "}, scale)";
-}
-
 // The body of a kernel, for either route: loads, the recipe's arithmetic, scale, stores. The body is a
 // template over the route and the scale policy (zsp::ScaleBy or zsp::Unscaled), except where the
 // generator allocates the registers itself: that body is one asm statement per route that always
@@ -147,9 +139,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   if (ownRegisters) {
     s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
       << "* pDst, Zsp32s hint) {\n";
-    s << "  " << t << " scale;\n";
-    s << "  const zspStatus status = " << checksCall(n, single, inverse) << ";\n";
-    s << "  if (status != zspStsNoErr) return status;\n";
+    s << zspgen::kernelChecks(inverse ? "Inverse" : "Forward", n, single);
   } else {
     s << "template <class Access, class Scale>\nZSP_DFT_INLINE void body(const " << sample << "* pSrc, " << sample
       << "* pDst, Scale scale) {\n";
@@ -309,9 +299,7 @@ Emitted emitKernel(int n, bool single, bool inverse) {
   }
   // The kernel: the checks, then the body of the hint's scale and of the route.
   s << "zspStatus x3_" << name << params << " {\n";
-  s << "  " << t << " scale;\n";
-  s << "  const zspStatus status = " << checksCall(n, single, inverse) << ";\n";
-  s << "  if (status != zspStsNoErr) return status;\n";
+  s << zspgen::kernelChecks(inverse ? "Inverse" : "Forward", n, single);
   s << "  if (hint != ZSP_NODIV_BY_ANY) {\n";
   if (routes == Routes::Sibling) s << "    " << misaligned << "return " << sibling << "_scaled(pSrc, pDst, scale);\n";
   s << "    return x3_" << name << "_scaled(pSrc, pDst, scale);\n  }\n";

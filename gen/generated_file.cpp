@@ -73,10 +73,15 @@ std::string hexLiteral(double value) {
 
 std::string hexLiteral(float value) { return hexLiteral(static_cast<double>(value)) + "f"; }
 
-ScaleLiteralText scaleLiterals(int n, bool single) {
+std::string kernelChecks(const char* rule, int n, bool single) {
   const __float128 invN = 1.0Q / n;
-  if (single) return {hexLiteral(static_cast<float>(invN)), hexLiteral(static_cast<float>(1.0Q / sqrtq(static_cast<__float128>(n))))};
-  return {hexLiteral(static_cast<double>(invN)), hexLiteral(1.0 / std::sqrt(static_cast<double>(n)))};
+  const std::string invNText = single ? hexLiteral(static_cast<float>(invN)) : hexLiteral(static_cast<double>(invN));
+  const std::string invSqrtNText = single ? hexLiteral(static_cast<float>(1.0Q / sqrtq(static_cast<__float128>(n))))
+                                          : hexLiteral(1.0 / std::sqrt(static_cast<double>(n)));
+  const std::string t = single ? "float" : "double";
+  return "  " + t + " scale;\n  const zspStatus status = zsp::checkKernelArgs<zsp::ScaleRule::" + rule +
+         ">(pSrc, pDst, hint, zsp::ScaleLiterals<" + t + ">{" + invNText + ", " + invSqrtNText +
+         "}, scale);\n  if (status != zspStsNoErr) return status;\n";
 }
 
 }  // namespace zspgen

@@ -42,14 +42,13 @@ class GeneratedTree {
 std::string hexLiteral(float value);
 std::string hexLiteral(double value);
 
-// The scale literals 1/N and 1/sqrt(N) of a kernel of length n, as literals of its sample type. 1/N rounds
-// once from the exact value. 1/sqrt(N) in double is the value of double arithmetic, the square root and the
-// quotient each rounded (0x1.279a74590331dp-1, 0.5773502691896258, for N = 3); in single precision that is
-// the same as rounding once from the exact value.
-struct ScaleLiteralText {
-  std::string invN, invSqrtN;
-};
-ScaleLiteralText scaleLiterals(int n, bool single);
+// The opening lines of a kernel of length n: its checks in their order, which return the first failing
+// status, and `scale` declared and set to the literal the hint selects. `rule` names the zsp::ScaleRule
+// ("Forward", "Inverse" or "Symmetric"). The literals are of the sample type: 1/N rounds once from the
+// exact value; 1/sqrt(N) in double is the value of double arithmetic, the square root and the quotient
+// each rounded (0x1.279a74590331dp-1, 0.5773502691896258, for N = 3); in single precision that is the
+// same as rounding once from the exact value.
+std::string kernelChecks(const char* rule, int n, bool single);
 
 }  // namespace zspgen
 

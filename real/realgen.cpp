@@ -102,7 +102,6 @@ KernelGraph buildKernel(const Direction& d, int n, bool single) {
 std::string kernelSource(const Direction& d, int n, bool single, const KernelGraph& k, const Counts& counts) {
   const Graph& g = k.graph();
   const char* t = single ? "float" : "double";
-  const zspgen::ScaleLiteralText literals = zspgen::scaleLiterals(n, single);
   const zspgen::dag::ScalarCode scalar = zspgen::dag::emitScalar(g, k.outputs(), "  ", inputName);
   std::vector<zspgen::Statement> body;
   for (int j = 0; j < n; ++j)
@@ -127,12 +126,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
   s << "template <class Format, class Scale>\nZSP_REAL_INLINE void body(const " << t << "* pSrc, " << t
     << "* pDst, Scale scale) {\n";
   s << zspgen::scheduledText(body, "  ");
-  s << "}\n\n";
-  s << "// The checks of every kernel of this file, in their order; `scale` takes the hint's literal.\n";
-  s << "ZSP_REAL_INLINE zspStatus checks(const " << t << "* pSrc, const " << t << "* pDst, Zsp32s hint, " << t
-    << "& scale) {\n";
-  s << "  return zsp::checkKernelArgs<zsp::ScaleRule::" << d.scaleRule() << ">(pSrc, pDst, hint, zsp::ScaleLiterals<"
-    << t << ">{" << literals.invN << ", " << literals.invSqrtN << "}, scale);\n}\n\n}  // namespace\n";
+  s << "}\n\n}  // namespace\n";
   const std::string sample = single ? "Zsp32f" : "Zsp64f";
   for (const char* format : kFormats) {
     if (!d.packed() && format != kFormats[0]) break;  // one kernel, no format: the template takes any
@@ -146,9 +140,7 @@ std::string kernelSource(const Direction& d, int n, bool single, const KernelGra
       << " scale) {\n  body<" << layout << ">(pSrc, pDst, zsp::ScaleBy<" << t << ">{scale});\n"
       << "  return zspStsNoErr;\n}\n";
     s << "zspStatus " << name << "(const " << sample << "* pSrc, " << sample << "* pDst, Zsp32s hint) {\n";
-    s << "  " << t << " scale;\n";
-    s << "  const zspStatus status = checks(pSrc, pDst, hint, scale);\n";
-    s << "  if (status != zspStsNoErr) return status;\n";
+    s << zspgen::kernelChecks(d.scaleRule(), n, single);
     s << "  if (hint != ZSP_NODIV_BY_ANY) return " << name << "_scaled(pSrc, pDst, scale);\n";
     s << "  body<" << layout << ">(pSrc, pDst, zsp::Unscaled{});\n";
     s << "  return zspStsNoErr;\n}\n}\n";
