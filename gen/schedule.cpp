@@ -12,6 +12,11 @@ namespace zspgen {
 namespace {
 
 class Scheduler {
+  // Where a connected piece is cut: at the middle depth; at the depth in the middle half that the
+  // fewest values cross (the one nearest the middle, or the deepest, of equals); or where both sides
+  // fall apart into the most independent groups, by depth or by height.
+  enum class Cut { Middle, NarrowNearMiddle, NarrowDeepest, ComponentsByDepth, ComponentsByHeight };
+
  public:
   explicit Scheduler(const std::vector<Statement>& body) : body_(body) {
     const size_t n = body.size();
@@ -51,20 +56,25 @@ class Scheduler {
   // The order of each way of cutting.
   std::vector<std::vector<size_t>> orders() {
     std::vector<std::vector<size_t>> all;
-    for (Cut cut : {Cut::Middle, Cut::NarrowNearMiddle, Cut::NarrowDeepest, Cut::ComponentsByDepth, Cut::ComponentsByHeight}) {
-      cut_ = cut;
-      order_.clear();
-      std::vector<size_t> every(body_.size());
-      std::iota(every.begin(), every.end(), size_t{0});
-      place(every);
-      order_ = interleave(order_);
-      keepLoadsBeforeStores();
-      all.push_back(order_);
-    }
+    for (Cut cut : {Cut::Middle, Cut::NarrowNearMiddle, Cut::NarrowDeepest, Cut::ComponentsByDepth, Cut::ComponentsByHeight})
+      all.push_back(orderCutBy(cut));
     return all;
   }
 
+  std::vector<size_t> orderByHeight() { return orderCutBy(Cut::ComponentsByHeight); }
+
  private:
+  std::vector<size_t> orderCutBy(Cut cut) {
+    cut_ = cut;
+    order_.clear();
+    std::vector<size_t> every(body_.size());
+    std::iota(every.begin(), every.end(), size_t{0});
+    place(every);
+    order_ = interleave(order_);
+    keepLoadsBeforeStores();
+    return order_;
+  }
+
   // Appends the statements of `set` (ascending, closed under the dependencies not yet placed).
   void place(const std::vector<size_t>& set) {
     if (set.size() <= 2) {
@@ -303,10 +313,7 @@ class Scheduler {
   std::vector<size_t> root_;
   std::vector<size_t> order_;
   int stamp_ = 0;
-  // Where a connected piece is cut: at the middle depth; at the depth in the middle half that the
-  // fewest values cross (the one nearest the middle, or the deepest, of equals); or where both sides
-  // fall apart into the most independent groups, by depth or by height.
-  enum class Cut { Middle, NarrowNearMiddle, NarrowDeepest, ComponentsByDepth, ComponentsByHeight } cut_ = Cut::Middle;
+  Cut cut_ = Cut::Middle;
   static constexpr size_t kRegisters = 16;
   static constexpr long kLatency = 3;        // cycles from an addition or multiplication to its use
   static constexpr int kIssuedPerCycle = 2;  // arithmetic statements started per cycle
@@ -315,13 +322,15 @@ class Scheduler {
 
 }  // namespace
 
-std::vector<size_t> localityOrder(const std::vector<Statement>& body) { return Scheduler(body).order(); }
+std::vector<size_t> localityOrder(const std::vector<Statement>& body, OrderChoice choice) {
+  return choice == OrderChoice::ByHeight ? Scheduler(body).orderByHeight() : Scheduler(body).order();
+}
 
 std::vector<std::vector<size_t>> localityOrders(const std::vector<Statement>& body) { return Scheduler(body).orders(); }
 
-std::string scheduledText(const std::vector<Statement>& body, const std::string& indent) {
+std::string scheduledText(const std::vector<Statement>& body, const std::string& indent, OrderChoice choice) {
   std::ostringstream s;
-  for (size_t i : localityOrder(body)) s << indent << body[i].text << "\n";
+  for (size_t i : localityOrder(body, choice)) s << indent << body[i].text << "\n";
   return s.str();
 }
 

@@ -14,7 +14,8 @@
 // statements started per cycle, each result ready three cycles later). Of the orders from the ways of
 // cutting, the body takes the one that asks for the fewest spill stores and reloads when the sixteen
 // registers are allocated so that, whenever one must be freed, the value used furthest ahead gives it
-// up.
+// up; or, where a generator asks for it, the one cut by height, which the compiler's own allocation
+// has been measured to do better with than the model predicts.
 //
 // Dependencies are what each statement says it reads: the names of earlier statements, listed by the
 // lowering that wrote it. Loads all come before the first store, so the body stays right when source and
@@ -34,14 +35,22 @@ struct Statement {
   std::vector<std::string> uses;  // the names of the earlier statements whose values it reads
 };
 
-// A valid order of `body` (a list in dependency order) that keeps values close to their uses.
-std::vector<size_t> localityOrder(const std::vector<Statement>& body);
+// Which of the orders from the ways of cutting a body takes.
+enum class OrderChoice {
+  FewestSpills,  // the one whose modeled allocation asks for the fewest spill stores and reloads
+  ByHeight,      // the one cut where both sides fall apart into the most groups, levels counted by height
+};
 
-// The order of every way of cutting, of which localityOrder takes the one with the fewest spills.
+// A valid order of `body` (a list in dependency order) that keeps values close to their uses.
+std::vector<size_t> localityOrder(const std::vector<Statement>& body, OrderChoice choice = OrderChoice::FewestSpills);
+
+// The order of every way of cutting, of which localityOrder takes the one with the fewest spills or the
+// one cut by height.
 std::vector<std::vector<size_t>> localityOrders(const std::vector<Statement>& body);
 
 // The statements in that order, one per line, each after `indent`.
-std::string scheduledText(const std::vector<Statement>& body, const std::string& indent);
+std::string scheduledText(const std::vector<Statement>& body, const std::string& indent,
+                          OrderChoice choice = OrderChoice::FewestSpills);
 
 }  // namespace zspgen
 
