@@ -8,7 +8,7 @@
 #   threads   gcc with ThreadSanitizer: the library and the eight-thread stress test: build-tsan/
 #   memcheck  valgrind over the demo and a replay of the fuzz corpora, in the plain build/
 # With no argument it runs all five, in this order; name stages to run only those. Each stage prints
-# its time; the whole takes about 17 minutes on 2 cores from nothing, less when the trees exist.
+# its time; the whole takes about 21 minutes on 2 cores from nothing, less when the trees exist.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh harden
