@@ -44,8 +44,8 @@ if(ZSPGEN_SANITIZE STREQUAL "thread")
 endif()
 # In every instrumented build the generated kernels are optimized at -O1, as the sanitizers' own
 # advice has it: the checks see every load and store all the same, the bits are the same (no
-# contraction, no reassociation at any level), and the kernels, most of the compile time of a build,
-# compile in about 0.7 of the time they take at -O2.
+# contraction, no reassociation at any level), and gcc compiles the kernels, most of the compile time
+# of a build, in 0.6 of the time they take at -O2 (clang in 0.95: its time goes elsewhere).
 if(ZSPGEN_INSTRUMENTED)
   list(APPEND ZSPGEN_GENERATED_KERNEL_FLAGS -O1)
 endif()

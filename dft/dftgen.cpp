@@ -239,7 +239,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
     e.shape = "scalar";
   }
   // Statements in the order of the data flow's stages, so that values stay in registers. The two-lane
-  // double-precision kernels take the order cut by height: of the 75 kernels whose order that changes,
+  // double-precision kernels take the order cut by height: of the 75 kernels whose order this changes,
   // those from 16 samples took 0.97 of the time (geometric mean), the shorter ones 0.99, the 4-point
   // ones 0.92 (bench/compare_builds.py, AMD EPYC); the register model's choice was no better than a
   // fixed cut there, as in the real kernels. The single-precision scalar kernels keep the model's.
