@@ -8,7 +8,11 @@
 The ratio is our time per call over FFTW's for the same kernel, measured in the same run. With
 repetitions, each side keeps its fastest repetition: on a shared machine the fastest is the one least
 disturbed by other work. With --library and --packed, each row also gets the kernel's instruction
-counts by kind beside the generator's packed counts (bench/dft_instructions.py).
+counts by kind beside the generator's packed counts (bench/dft_instructions.py), and the instructions
+the timed call executes (bench/executed_path.py: aligned route, hint 8). No call runs faster than the
+call floor plus the larger of its bound and those instructions at --issue-width per cycle (6 by
+default); `limit_per_bound` is that limit over the bound, the cycles per bound a kernel would have if the
+front end took in its instructions at full width, and the summary gives its median.
 """
 import argparse
 import csv
@@ -21,6 +25,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import dft_instructions  # noqa: E402
+from executed_path import executed  # noqa: E402
 
 NAME = re.compile(r"zspgDFT(Fwd|Inv)_CToC_(\d+)_(32fc|64fc)/(zsp|fftw)")
 
@@ -73,6 +78,23 @@ def call_floor(results):
     return min(runs) if runs else None
 
 
+def issue_limits(rows, library, instructions, floor, width):
+    """Sets each row's executed instructions and its limit per bound. The path's additions must be the
+    generator's packed count; in the scalar kernels gcc may pair some of them, so there no more than it."""
+    names = {key: f"x3_zspgDFT{key[1]}_CToC_{key[2]}_{key[0]}" for key, r in rows.items() if r.get("bound")}
+    paths = executed(library, names.values())
+    for key, name in names.items():
+        count, addsub = paths[name]
+        shape, values = instructions[name]
+        expected = int(values[7])
+        if addsub != expected and not (shape == "scalar" and 0 < addsub <= expected):
+            sys.exit(f"{name}: {addsub} additions on the executed path, the generator counts {expected}")
+        r = rows[key]
+        r["executed"] = count
+        if floor:
+            r["limit_per_bound"] = (floor + max(r["bound"], count / width)) / r["bound"]
+
+
 def summarise(rows, floor=None):
     lines = []
     for precision in ("32fc", "64fc"):
@@ -94,6 +116,11 @@ def summarise(rows, floor=None):
                             f"worst N={far} at {bound[far]:.2f}" if far else ""))
             # The smallest kernels are mostly call: what they would reach with their arithmetic at the bound.
             smallest = [(n, rows[(precision, direction, n)]) for n in range(2, 6) if (precision, direction, n) in rows]
+            limits = sorted(r["limit_per_bound"] for (p, d, n), r in rows.items()
+                            if p == precision and d == direction and r.get("limit_per_bound"))
+            if limits:
+                lines.append(f"    issue limit (call floor + max(bound, executed instructions / width)): median "
+                             f"{limits[len(limits) // 2]:.2f} times the bound")
             if floor and all(r.get("bound") and r.get("fftw_cycles") for _, r in smallest):
                 lines.append(f"    N=2..5 at the call floor ({floor:.1f} cycles) + bound: ratio " + ", ".join(
                     f"{n}: {(floor + r['bound']) / r['fftw_cycles']:.2f}" for n, r in smallest))
@@ -104,7 +131,8 @@ def write_csv(rows, path, instructions):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
         w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "bound_cycles",
-                    "cycles_per_bound"] + (["shape"] + dft_instructions.COLUMNS if instructions else []))
+                    "cycles_per_bound"] + (["shape"] + dft_instructions.COLUMNS + ["executed", "limit_per_bound"]
+                                           if instructions else []))
         for (p, d, n) in sorted(rows):
             r = rows[(p, d, n)]
             if "zsp_ns" not in r or "fftw_ns" not in r:
@@ -112,7 +140,8 @@ def write_csv(rows, path, instructions):
             counts = []
             if instructions:
                 shape, values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", ("", [""] * len(dft_instructions.COLUMNS)))
-                counts = [shape] + values
+                counts = [shape] + values + [r.get("executed", ""),
+                                             f"{r['limit_per_bound']:.2f}" if r.get("limit_per_bound") else ""]
             w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
                         f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else "",
                         f"{r['bound']:.1f}" if r.get("bound") else "",
@@ -157,6 +186,7 @@ def main():
     ap.add_argument("--processes", type=int, default=1, help="separate runs of the binary; the fastest counts")
     ap.add_argument("--library", help="built libzspgenx3.so, for the instruction counts")
     ap.add_argument("--packed", help="the generator's dft_packed_counts.txt, beside them")
+    ap.add_argument("--issue-width", type=float, default=6.0, help="instructions the front end takes in per cycle")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_dft")
     args = ap.parse_args()
     if args.json:
@@ -171,6 +201,7 @@ def main():
     instructions = None
     if args.library and args.packed:
         instructions = dft_instructions.kernel_table(args.library, args.packed)
+        issue_limits(rows, args.library, instructions, call_floor(results), args.issue_width)
     write_csv(rows, args.out + ".csv", instructions)
     for line in summarise(rows, call_floor(results)):
         print(line)

@@ -21,6 +21,12 @@ bound is the scalar bound.
 No call takes less than the floor: an empty kernel called the same way (bench/call_floor.h), timed in the
 same run. `ratio_at_floor_and_bound` is (floor + port bound) over FFTW's cycles: the ratio of a kernel
 whose arithmetic ran at the port bound, with nothing else to pay but the call.
+
+Nor can a call run faster than the processor takes in its instructions: with --library, each kernel's
+instructions on the path a valid call with hint 8 executes (bench/executed_path.py) are counted, and
+`ratio_at_floor_and_issue` is (floor + the larger of the port bound and those instructions at
+--issue-width per cycle, 6 by default) over FFTW's cycles: the ratio of a kernel whose every instruction
+was taken in at the front end's full width.
 """
 import argparse
 import csv
@@ -32,6 +38,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dft_report import call_floor, run_bench  # noqa: E402
+from executed_path import executed  # noqa: E402
 
 NAME = re.compile(r"(?:zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)|zspgDFTInv_(CCS|Pack|Perm|FFTW)ToR|zspgHartley(_FFTW)?)"
                   r"_(\d+)_(32f|64f)/(zsp|fftw)")
@@ -49,6 +56,33 @@ def port_bounds(path):
                 kind, n, precision, adds, _, _, conversions = line.split()[:7]
                 bounds[(kind, int(n), precision)] = (int(adds) + int(conversions)) / 2
     return bounds
+
+
+def kernel_name(direction, precision, fmt, n):
+    if direction == "DHT":
+        return f"x3_zspgHartley_{n}_{precision}"
+    return f"x3_zspgDFTFwd_RTo{fmt}_{n}_{precision}" if direction == "Fwd" else f"x3_zspgDFTInv_{fmt}ToR_{n}_{precision}"
+
+
+def path_instructions(library, keys, counts_path):
+    """{(direction, precision, format, n): instructions a valid call with hint 8 executes}, each path's
+    additions held against the generator's count for the kernel (its doublings are additions too)."""
+    adds = {}
+    with open(counts_path) as f:
+        for line in f:
+            if not line.startswith("#"):
+                kind, n, precision, count, _, doublings = line.split()[:6]
+                adds[(kind, int(n), precision)] = int(count) + int(doublings)
+    names = {key: kernel_name(*key) for key in keys}
+    paths = executed(library, names.values())
+    out = {}
+    for key, name in names.items():
+        instructions, addsub = paths[name]
+        expected = adds[(KIND[key[0]], key[3], key[1])]
+        if addsub != expected:
+            sys.exit(f"{name}: {addsub} additions on the executed path, the generator counts {expected}")
+        out[key] = instructions
+    return out
 
 
 def collect(results):
@@ -69,7 +103,7 @@ def collect(results):
     return rows
 
 
-def table(rows, bounds, floor):
+def table(rows, bounds, floor, instructions=None, width=6.0):
     out = []
     for (direction, precision, fmt, n), r in sorted(rows.items()):
         fftw = rows.get((direction, precision, "FFTW", n))
@@ -84,6 +118,10 @@ def table(rows, bounds, floor):
                         "ratio_at_port_bound": port / fftw_cycles if port and fftw_cycles else None,
                         "floor_cycles": floor,
                         "ratio_at_floor_and_bound": (floor + port) / fftw_cycles if floor and port and fftw_cycles else None})
+        executed_count = (instructions or {}).get((direction, precision, fmt, n))
+        issue = max(port, executed_count / width) if executed_count and port else None
+        out[-1].update({"instructions": executed_count,
+                        "ratio_at_floor_and_issue": (floor + issue) / fftw_cycles if floor and issue and fftw_cycles else None})
     return out
 
 
@@ -111,6 +149,11 @@ def summarise(rows):
             lines.append(f"    call floor {sel[0]['floor_cycles']:.1f} cycles: at floor + port bound geomean ratio "
                          f"{math.exp(sum(map(math.log, at_floor)) / len(at_floor)):.2f}, "
                          f"above 1.3: {sum(v > 1.3 for v in at_floor)}, above 1.0: {sum(v > 1.0 for v in at_floor)}")
+        at_issue = [r["ratio_at_floor_and_issue"] for r in sel if r["ratio_at_floor_and_issue"]]
+        if at_issue:
+            lines.append(f"    issue limit: at floor + max(port bound, executed instructions / width) geomean ratio "
+                         f"{math.exp(sum(map(math.log, at_issue)) / len(at_issue)):.3f}, "
+                         f"above 1.0: {sum(v > 1.0 for v in at_issue)}")
     return lines
 
 
@@ -119,7 +162,7 @@ def write_csv(rows, path):
         w = csv.writer(f)
         keys = ["direction", "precision", "format", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "fftw_cycles", "bound_cycles",
                 "cycles_per_bound", "port_bound_cycles", "cycles_per_port_bound", "ratio_at_port_bound", "floor_cycles",
-                "ratio_at_floor_and_bound"]
+                "ratio_at_floor_and_bound", "instructions", "ratio_at_floor_and_issue"]
         w.writerow(keys)
         for r in rows:
             w.writerow([f"{r[k]:.3f}" if isinstance(r[k], float) else "" if r[k] is None else r[k] for k in keys])
@@ -165,6 +208,8 @@ def main():
     ap.add_argument("--repetitions", type=int, default=1, help="runs of each benchmark; the fastest counts")
     ap.add_argument("--processes", type=int, default=1, help="separate runs of the binary; the fastest counts")
     ap.add_argument("--counts", default=COUNTS, help="the generator's count report (real_counts.txt)")
+    ap.add_argument("--library", help="the built library, to count the instructions each kernel executes")
+    ap.add_argument("--issue-width", type=float, default=6.0, help="instructions the front end takes in per cycle")
     ap.add_argument("extra", nargs="*", help="further arguments for bench_real")
     args = ap.parse_args()
     if args.json:
@@ -174,7 +219,9 @@ def main():
         results = run_bench(args.bench, args.repetitions, args.extra, args.processes)
     else:
         sys.exit("give --bench or --json")
-    rows = table(collect(results), port_bounds(args.counts), call_floor(results))
+    rows = collect(results)
+    instructions = path_instructions(args.library, [k for k in rows if k[2] != "FFTW"], args.counts) if args.library else None
+    rows = table(rows, port_bounds(args.counts), call_floor(results), instructions, args.issue_width)
     os.makedirs(os.path.dirname(args.out) or ".", exist_ok=True)
     write_csv(rows, args.out + ".csv")
     for line in summarise(rows):
