@@ -97,15 +97,15 @@ KernelGraph buildKernel(const Direction& d, int n, bool single) {
   return k;
 }
 
-// The order of a body's statements. From 16 samples on, where gcc reorders the statements to shorten
-// live ranges before it allocates (see the build), the double-precision kernels take less time in the
-// order cut by height than in the one that the scheduler's register model says spills least: geometric
-// mean 0.98 to 0.99 per family over lengths 16..64 (bench/compare_builds.py, AMD EPYC), the model's
-// choice being no better than any fixed cut there. Below 16 samples the double-precision families took
-// 1.00 to 1.015 of their time by height, the single-precision ones 0.995 to 1.001 at every length, so
-// they keep the model's order.
+// The order of a body's statements. From 16 samples on (ZSPGEN_REAL_SHRINK_FROM, which the build sets
+// beside the flag), where gcc reorders the statements to shorten live ranges before it allocates, the
+// double-precision kernels take less time in the order cut by height than in the one that the
+// scheduler's register model says spills least: geometric mean 0.98 to 0.99 per family over lengths
+// 16..64 (bench/compare_builds.py, AMD EPYC), the model's choice being no better than any fixed cut
+// there. Below 16 samples the double-precision families took 1.00 to 1.015 of their time by height, the
+// single-precision ones 0.995 to 1.001 at every length, so they keep the model's order.
 zspgen::OrderChoice statementOrder(int n, bool single) {
-  return !single && n >= 16 ? zspgen::OrderChoice::ByHeight : zspgen::OrderChoice::FewestSpills;
+  return !single && n >= ZSPGEN_REAL_SHRINK_FROM ? zspgen::OrderChoice::ByHeight : zspgen::OrderChoice::FewestSpills;
 }
 
 // One length, precision and direction: the shared body as a template over the format, and the three
