@@ -9,7 +9,7 @@ The walk starts at the kernel's first instruction with those arguments in their 
 `and`, `test`, `cmp`), takes each conditional branch as they decide it, follows every unconditional
 jump, also into another function (a body of its own), and ends at the first `ret`. A branch on anything
 else stops the walk with an error, rather than guess. Prints each name with its executed instructions
-and, of them, the additions and subtractions, which a caller holds against the generator's count.
+and, of them, the additions and subtractions; `checked` holds those against the generator's counts.
 """
 import re
 import subprocess
@@ -114,6 +114,17 @@ def executed(library, names):
     addresses = sorted(code)
     index = {a: i for i, a in enumerate(addresses)}
     return {name: walk(code, addresses, index, starts[name]) for name in names if name in starts}
+
+
+def checked(library, expected):
+    """{name: executed instructions} for `expected` {name: (additions the generator counts, whether the
+    compiler may have paired some)}; stops the program where a path's additions differ (or exceed them)."""
+    paths = executed(library, expected)
+    for name, (adds, pairable) in expected.items():
+        count, addsub = paths[name]
+        if addsub != adds and not (pairable and 0 < addsub <= adds):
+            sys.exit(f"{name}: {addsub} additions on the executed path, the generator counts {adds}")
+    return {name: paths[name][0] for name in expected}
 
 
 if __name__ == "__main__":

@@ -38,7 +38,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dft_report import call_floor, run_bench  # noqa: E402
-from executed_path import executed  # noqa: E402
+from executed_path import checked  # noqa: E402
 
 NAME = re.compile(r"(?:zspgDFTFwd_RTo(CCS|Pack|Perm|FFTW)|zspgDFTInv_(CCS|Pack|Perm|FFTW)ToR|zspgHartley(_FFTW)?)"
                   r"_(\d+)_(32f|64f)/(zsp|fftw)")
@@ -74,15 +74,8 @@ def path_instructions(library, keys, counts_path):
                 kind, n, precision, count, _, doublings = line.split()[:6]
                 adds[(kind, int(n), precision)] = int(count) + int(doublings)
     names = {key: kernel_name(*key) for key in keys}
-    paths = executed(library, names.values())
-    out = {}
-    for key, name in names.items():
-        instructions, addsub = paths[name]
-        expected = adds[(KIND[key[0]], key[3], key[1])]
-        if addsub != expected:
-            sys.exit(f"{name}: {addsub} additions on the executed path, the generator counts {expected}")
-        out[key] = instructions
-    return out
+    counts = checked(library, {name: (adds[(KIND[key[0]], key[3], key[1])], False) for key, name in names.items()})
+    return {key: counts[name] for key, name in names.items()}
 
 
 def collect(results):
