@@ -120,6 +120,21 @@ Ref Graph::sub(Ref a, Ref b) {
   return intern(n);
 }
 
+Ref Graph::subAsWritten(Ref a, Ref b) {
+  Node n{Op::Sub, node(a).type};
+  n.a = a;
+  n.b = b;
+  return intern(n);
+}
+
+Ref Graph::mulAsWritten(Ref a, double value, __float128 exact) {
+  Node n{Op::Mul, node(a).type};
+  n.a = a;
+  n.value = value;
+  n.exact = exact;
+  return intern(n);
+}
+
 Ref Graph::neg(Ref a) {
   const Node& x = node(a);
   if (x.op == Op::Neg) return x.a;

@@ -42,6 +42,10 @@ class Graph {
   Ref add(Ref a, Ref b);
   Ref sub(Ref a, Ref b);
   Ref neg(Ref a);
+  // a - b as written, also where differences are shared: for a rewrite that places a sign itself.
+  Ref subAsWritten(Ref a, Ref b);
+  // value * a as written, the constant rounded already (`exact` is the factor before rounding).
+  Ref mulAsWritten(Ref a, double value, __float128 exact);
   // Multiplies by `factor` rounded once to the operand's type.
   Ref mul(Ref a, __float128 factor);
   Ref widen(Ref a);   // float to double

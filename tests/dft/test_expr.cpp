@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "gen/expr.h"
+#include "gen/output_signs.h"
+#include "gen/single_rule.h"
 
 namespace {
 
@@ -53,6 +55,30 @@ TEST(ExprGraph, CountsOnlyWhatReachesTheOutputs) {
             "const double t1 = 0x1p-1 * t0;\n"
             "const double t2 = t1 - x2;\n");
   EXPECT_EQ(code.outputs, (std::vector<std::string>{"t2", "(-t0)"}));
+}
+
+// Negated outputs are made by operations that give the sign themselves: a butterfly's -(p + q) beside
+// p - q, a difference in the other order, a product with its constant turned. Only the negation of an
+// input, which no operation makes, is left. Counts and values stay.
+TEST(OutputSigns, NegatedOutputsTakeTheirSignFromTheOperations) {
+  Graph g;
+  g.shareDifferences();
+  const Ref x0 = g.input(0, Type::F64), x1 = g.input(1, Type::F64), x2 = g.input(2, Type::F64), x3 = g.input(3, Type::F64);
+  const Ref p = g.sub(x0, x1), q = g.add(x2, g.mul(x3, 0.75Q));
+  const std::vector<Ref> outputs{g.sub(p, q), g.neg(g.add(p, q)), g.sub(x3, x2), g.mul(x1, -0.5Q), g.neg(x0)};
+  ASSERT_EQ(g.node(outputs[2]).op, Op::Neg);  // shared with x2 - x3
+  ASSERT_EQ(g.node(outputs[3]).op, Op::Neg);
+  const SignedGraph s = signsIntoOperations(g, outputs);
+  for (size_t i = 0; i + 1 < outputs.size(); ++i) EXPECT_NE(s.g.node(s.outputs[i]).op, Op::Neg) << "output " << i;
+  EXPECT_EQ(s.g.node(s.outputs.back()).op, Op::Neg);
+  const Counts before = countOperations(g, outputs), after = countOperations(s.g, s.outputs);
+  EXPECT_EQ(after.adds, before.adds);
+  EXPECT_EQ(after.muls, before.muls);
+  for (uint64_t probe = 0; probe < 8; ++probe) {
+    const std::vector<double> in = probeInputs(4, probe, false);
+    const std::vector<double> want = evaluate(g, outputs, in), got = evaluate(s.g, s.outputs, in);
+    for (size_t i = 0; i < want.size(); ++i) EXPECT_EQ(got[i], want[i]) << "probe " << probe << " output " << i;
+  }
 }
 
 }  // namespace
