@@ -6,11 +6,11 @@
 // an output that is a negation is stored as one: a sign flip of its own, and often a copy, in the
 // emitted code. Here each value may be made with its sign turned instead, where the operation allows:
 // an addition or subtraction of values whose signs differ in the way that leaves the choice open (a - b
-// and b - a, a + (-b) and (-b) - a... ), any multiplication (the constant takes the sign). The signs are
-// chosen so that as few outputs as possible come out turned, and the graph is remade with them, its
-// nodes in the order of the old ones (the order the scheduler starts from). The operation counts stay as
-// they are, and so do the values, but for the sign of an exact zero: b - a gives +0 where -(a - b) gave
-// -0.
+// and b - a, a + (-b) and (-b) - a...), any multiplication but a doubling (the constant takes the sign).
+// The signs are chosen so that as few outputs as possible come out turned, and the graph is remade with
+// them, its nodes in the order of the old ones (the order the scheduler starts from). The operation
+// counts stay as they are, and so do the values, but for the sign of an exact zero: b - a gives +0 where
+// -(a - b) gave -0.
 #ifndef ZSPGEN_GEN_OUTPUT_SIGNS_H
 #define ZSPGEN_GEN_OUTPUT_SIGNS_H
 
