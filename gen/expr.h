@@ -101,6 +101,10 @@ class Graph {
   std::unordered_set<Ref> stageValues_;
 };
 
+// Whether a node is a doubling: a multiplication by the literal 2, which is exact, keeps a single value
+// single, and is counted apart from the constants.
+inline bool isDoubling(const Node& n) { return n.op == Op::Mul && n.value == 2.0; }
+
 // Nodes that the outputs reach, in evaluation order.
 std::vector<Ref> liveNodes(const Graph& g, const std::vector<Ref>& outputs);
 

@@ -22,9 +22,8 @@ struct Signs {
   // Whether the operands of r leave its sign open.
   bool open(Ref r) const {
     const Node& n = g.node(r);
-    // A doubling keeps its constant: it is exact, and the counts and the single-precision rule tell it
-    // from other products by its 2.
-    if (n.op == Op::Mul) return n.value != 2.0;
+    // A doubling keeps its constant: the counts and the single-precision rule tell it by its 2.
+    if (n.op == Op::Mul) return !isDoubling(n);
     if (n.op != Op::Add && n.op != Op::Sub) return false;
     const bool agree = sign[static_cast<size_t>(n.a)] == sign[static_cast<size_t>(n.b)];
     return n.op == Op::Add ? !agree : agree;

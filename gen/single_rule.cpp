@@ -21,7 +21,7 @@ std::unique_ptr<Lowered> lowerToSingleRule(const Graph& exact, const std::vector
       case Op::Neg: v = g.neg(value[static_cast<size_t>(n.a)]); break;  // its users take the operand's form
       case Op::Mul:
         // A doubling of a single value is exact in single precision and stays there.
-        v = n.value == 2.0 && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(g.widen(g.narrow(in(n.a))), n.exact);
+        v = isDoubling(n) && single(in(n.a)) ? g.mul(in(n.a), 2) : g.mul(g.widen(g.narrow(in(n.a))), n.exact);
         break;
       case Op::Add:
       case Op::Sub: {

@@ -53,9 +53,6 @@ std::unique_ptr<RealKernel> buildInverse(int n);
 // form and rule of its line.
 std::unique_ptr<RealKernel> buildHartley(int n);
 
-// Whether a multiplication node is a doubling: by the literal 2, counted apart from the constants.
-inline bool isDoubling(const zspgen::dag::Node& node) { return node.op == zspgen::dag::Op::Mul && node.value == 2.0; }
-
 
 }  // namespace zsp::real
 

@@ -71,7 +71,7 @@ Counts countOf(const Graph& g, const std::vector<Ref>& outputs, bool single) {
   for (Ref r : zspgen::dag::liveNodes(g, outputs)) {
     const zspgen::dag::Node& n = g.node(r);
     if (n.op == zspgen::dag::Op::Add || n.op == zspgen::dag::Op::Sub) ++c.adds;
-    if (n.op == zspgen::dag::Op::Mul) ++(zsp::real::isDoubling(n) ? c.doublings : c.muls);
+    if (n.op == zspgen::dag::Op::Mul) ++(zspgen::dag::isDoubling(n) ? c.doublings : c.muls);
     if (n.op == zspgen::dag::Op::Widen || n.op == zspgen::dag::Op::Narrow) ++c.conversions;
   }
   if (!single) return c;
