@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace zspgen::lanes4 {
 
@@ -72,13 +74,45 @@ struct Pack {
   std::vector<LaneLocs> resolved;
 };
 
+// The written lines as statements for the scheduler: each defines one name (a store none) and reads the
+// names of earlier lines that it mentions; a line that reads the source is a load.
+std::vector<Statement> statementsOf(const std::string& text) {
+  std::vector<Statement> body;
+  std::unordered_set<std::string> defined;
+  std::istringstream lines(text);
+  const std::string defines = "const __m128 ";
+  std::string line;
+  while (std::getline(lines, line)) {
+    Statement st{Statement::Store, "", line, {}};
+    size_t from = 0;
+    if (line.compare(0, defines.size(), defines) == 0) {
+      from = line.find(" = ");
+      st.defines = line.substr(defines.size(), from - defines.size());
+      st.kind = line.find("src + ", from) != std::string::npos ? Statement::Load : Statement::Compute;
+    }
+    for (size_t i = from; i < line.size();) {
+      size_t j = i;
+      while (j < line.size() && (std::isalnum(static_cast<unsigned char>(line[j])) || line[j] == '_')) ++j;
+      if (j == i) {
+        ++i;
+        continue;
+      }
+      const std::string word = line.substr(i, j - i);
+      if (defined.count(word) && std::find(st.uses.begin(), st.uses.end(), word) == st.uses.end()) st.uses.push_back(word);
+      i = j;
+    }
+    if (!st.defines.empty()) defined.insert(st.defines);
+    body.push_back(std::move(st));
+  }
+  return body;
+}
+
 uint64_t pairKey(Ref a, Ref b) { return static_cast<uint64_t>(static_cast<uint32_t>(a)) << 32 | static_cast<uint32_t>(b); }
 
 class Lowering {
  public:
-  Lowering(const Graph& g, const Trace& t, const std::vector<Ref>& outputs, int samples, bool contiguous,
-           const std::string& indent)
-      : g_(g), t_(t), outputs_(outputs), samples_(samples), contiguous_(contiguous), indent_(indent),
+  Lowering(const Graph& g, const Trace& t, const std::vector<Ref>& outputs, int samples, bool contiguous)
+      : g_(g), t_(t), outputs_(outputs), samples_(samples), contiguous_(contiguous),
         where_(g.size()), done_(t.products.size(), 0), full_(t.products.size(), 0), inputs_(static_cast<size_t>(2 * samples), -1) {
     for (size_t r = 0; r < g.size(); ++r) {
       const Node& n = g.node(static_cast<Ref>(r));
@@ -584,12 +618,11 @@ class Lowering {
   }
 
   void emitPack(int id, Shuffler& sh, std::ostringstream& s, Code& code) {
-    const std::string& in = indent_;
     const Pack& p = packs_[static_cast<size_t>(id)];
     const std::string v = reg(id, 0);
     if (p.kind == Pack::Load) {
       auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
-      s << in << "const __m128 " << v << " = ";
+      s << "const __m128 " << v << " = ";
       if (p.pairLoad) {
         s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
       } else if (p.sample[1] < 0) {
@@ -602,9 +635,9 @@ class Lowering {
     if (p.kind == Pack::Product) {
       const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
       const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
-      s << in << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
+      s << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
         << ai << "));\n";
-      s << in << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
+      s << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
         << ", " << ai << "));\n";
       code.counts.addsub += 2;
       code.counts.mul += 4;
@@ -613,7 +646,7 @@ class Lowering {
     const std::string a = operand(sh, p.resolved[0]);
     const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
     const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
-    s << in << "const __m128 " << v << " = ";
+    s << "const __m128 " << v << " = ";
     switch (p.op) {
       case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
       case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
@@ -671,8 +704,7 @@ class Lowering {
     const std::vector<std::vector<int>> deps = dependencies();
     if (failed_) return;
     std::ostringstream s;
-    const std::string& in = indent_;
-    Shuffler sh(s, in, code.counts.shuffle);
+    Shuffler sh(s, code.counts.shuffle);
     const size_t n = packs_.size();
     std::vector<LaneLocs> outs;
     std::vector<std::vector<int>> storedFrom;
@@ -708,14 +740,14 @@ class Lowering {
       const auto [a, b] = pairs[static_cast<size_t>(o)];
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
       const std::string out = "o" + std::to_string(a);
-      s << in << "const __m128 " << out << " = scale(" << v << ");\n";
+      s << "const __m128 " << out << " = scale(" << v << ");\n";
       ++code.counts.mul;  // under the hints that scale
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
       if (contiguous_ && b == a + 1 && a % 2 == 0) {
-        s << in << "Access::store(dst + " << 2 * a << ", " << out << ");\n";
+        s << "Access::store(dst + " << 2 * a << ", " << out << ");\n";
       } else {
-        s << in << "_mm_storel_pi(" << at(a) << ", " << out << ");\n";
-        if (b >= 0) s << in << "_mm_storeh_pi(" << at(b) << ", " << out << ");\n";
+        s << "_mm_storel_pi(" << at(a) << ", " << out << ");\n";
+        if (b >= 0) s << "_mm_storeh_pi(" << at(b) << ", " << out << ");\n";
       }
     };
     // Loads stand where they are first needed, but all of them before the first store, since the
@@ -738,7 +770,7 @@ class Lowering {
         store(o);
       }
     }
-    code.statements = s.str();
+    code.body = statementsOf(s.str());
   }
 
   const Graph& g_;
@@ -746,7 +778,6 @@ class Lowering {
   const std::vector<Ref>& outputs_;
   const int samples_;
   const bool contiguous_;
-  const std::string indent_;
   std::vector<std::vector<Loc>> where_;
   std::vector<char> done_;
   std::vector<char> full_;   // products run as whole complex multiplications
@@ -766,9 +797,8 @@ class Lowering {
 
 }  // namespace
 
-Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
-          const std::string& indent) {
-  return Lowering(g, trace, outputs, samples, contiguous, indent).run();
+Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous) {
+  return Lowering(g, trace, outputs, samples, contiguous).run();
 }
 
 std::vector<double> evaluate(const Graph& g, const Trace& trace, const Code& code, const std::vector<Ref>& outputs,

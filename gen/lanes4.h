@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "gen/expr.h"
+#include "gen/schedule.h"
 
 namespace zspgen::lanes4 {
 
@@ -67,7 +68,10 @@ struct Counts {
 
 struct Code {
   bool ok = false;  // false: the graph holds operations the lowering does not pack (width changes)
-  std::string statements;
+  // The statements in the lowering's order, each with the names it reads, for the scheduler: their order
+  // is free within those dependencies (and loads before stores), since every lane's operation stays the
+  // same whatever the order.
+  std::vector<Statement> body;
   Counts counts;
   // Per product of the trace: 1 where the code runs it as a whole complex multiplication by the
   // constant rounded to single (c*re - s*im, s*re + c*im), 0 where it takes the graph's own evaluation.
@@ -78,8 +82,7 @@ struct Code {
 // Contiguous: samples move in pairs by Access::load and Access::store on `src` and `dst` (float
 // pointers); otherwise each sample moves alone by 64-bit moves. Every output passes through `scale`
 // last, the body's scale policy (zsp::ScaleBy or zsp::Unscaled).
-Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous,
-          const std::string& indent);
+Code emit(const Graph& g, const Trace& trace, const std::vector<Ref>& outputs, int samples, bool contiguous);
 
 // What the code computes from `inputs` (the parts of the input samples), lane by lane in single
 // precision: the traced graph with each product evaluated as `code` runs it. The compiled kernel must give

@@ -18,7 +18,7 @@ constexpr int kLanes = 4;
 
 class Shuffler {
  public:
-  Shuffler(std::ostringstream& out, const std::string& indent, int& count) : out_(out), indent_(indent), count_(count) {}
+  Shuffler(std::ostringstream& out, int& count) : out_(out), count_(count) {}
 
   struct Src {
     std::string var;  // empty: the lane is not needed
@@ -99,14 +99,13 @@ class Shuffler {
     auto it = made_.find(e);
     if (it != made_.end()) return it->second;
     const std::string n = prefix + std::to_string(made_.size());
-    out_ << indent_ << "const __m128 " << n << " = " << e << ";\n";
+    out_ << "const __m128 " << n << " = " << e << ";\n";
     if (counted) ++count_;
     made_.emplace(e, n);
     return n;
   }
 
   std::ostringstream& out_;
-  const std::string& indent_;
   int& count_;
   std::unordered_map<std::string, std::string> made_;
 };
