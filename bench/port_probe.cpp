@@ -2,7 +2,8 @@
 // kernels' shuffles, compete for. Runs a loop of 16
 // independent scalar double additions (two per cycle at best), then the same loop with 4 or 8 widenings
 // (cvtss2sd), 4 narrowings (cvtsd2ss), 4 multiplications or 4 lane shuffles (shufps, unpcklps and
-// unpckhps, as the four-lane complex kernels use them) added, and prints cycles per iteration at the
+// unpckhps, as the four-lane complex kernels use them) added; then 16 packed double additions with the
+// two-lane kernels' lane swaps (pshufd) or sign flips (xorpd) added. It prints cycles per iteration at the
 // core clock measured in the same run. If the conversions shared no port with the additions, adding them
 // would cost nothing; every two cycles per four conversions means they run on the adders' two ports.
 // Then the mix of a kernel body (additions, multiplications, copies, loads, stores), growing until the
@@ -30,6 +31,17 @@ namespace {
 #define ZSP_SHUFFLE4                                                                                       \
   "movaps %%xmm15, %%xmm9\n\tshufps $0x88, %%xmm14, %%xmm9\n\tmovaps %%xmm15, %%xmm10\n\tshufps $0xdd, %%xmm14, %%xmm10\n\t" \
   "movaps %%xmm15, %%xmm11\n\tunpcklps %%xmm14, %%xmm11\n\tmovaps %%xmm15, %%xmm12\n\tunpckhps %%xmm14, %%xmm12\n\t"
+// The two-lane kernels' lane swap (a multiplication by the imaginary unit, and half of every product by a
+// complex constant) and their sign flips, beside packed double additions.
+#define ZSP_ADDPD8                                                                                         \
+  "addpd %%xmm8, %%xmm0\n\taddpd %%xmm8, %%xmm1\n\taddpd %%xmm8, %%xmm2\n\taddpd %%xmm8, %%xmm3\n\t"      \
+  "addpd %%xmm8, %%xmm4\n\taddpd %%xmm8, %%xmm5\n\taddpd %%xmm8, %%xmm6\n\taddpd %%xmm8, %%xmm7\n\t"
+#define ZSP_SWAP4                                                                                          \
+  "pshufd $0x4e, %%xmm15, %%xmm9\n\tpshufd $0x4e, %%xmm14, %%xmm10\n\t"                                   \
+  "pshufd $0x4e, %%xmm15, %%xmm11\n\tpshufd $0x4e, %%xmm14, %%xmm12\n\t"
+#define ZSP_FLIP4                                                                                          \
+  "movaps %%xmm15, %%xmm9\n\txorpd %%xmm14, %%xmm9\n\tmovaps %%xmm15, %%xmm10\n\txorpd %%xmm14, %%xmm10\n\t" \
+  "movaps %%xmm15, %%xmm11\n\txorpd %%xmm14, %%xmm11\n\tmovaps %%xmm15, %%xmm12\n\txorpd %%xmm14, %%xmm12\n\t"
 #define ZSP_MUL4                                                                                           \
   "movapd %%xmm15, %%xmm9\n\tmulsd %%xmm8, %%xmm9\n\tmovapd %%xmm15, %%xmm10\n\tmulsd %%xmm8, %%xmm10\n\t" \
   "movapd %%xmm15, %%xmm11\n\tmulsd %%xmm8, %%xmm11\n\tmovapd %%xmm15, %%xmm12\n\tmulsd %%xmm8, %%xmm12\n\t"
@@ -92,6 +104,14 @@ int main() {
   std::printf("16 additions, 8 shuffles         %.2f\n",
               cyclesPerIteration(ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
   std::printf("8 shuffles                       %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_SHUFFLE4 ZSP_SHUFFLE4)));
+  std::printf("16 packed double additions         %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_ADDPD8 ZSP_ADDPD8)));
+  std::printf("16 packed double additions, 4 swaps  %.2f\n",
+              cyclesPerIteration(ZSP_LOOP(ZSP_ADDPD8 ZSP_ADDPD8 ZSP_SWAP4)));
+  std::printf("16 packed double additions, 8 swaps  %.2f\n",
+              cyclesPerIteration(ZSP_LOOP(ZSP_ADDPD8 ZSP_ADDPD8 ZSP_SWAP4 ZSP_SWAP4)));
+  std::printf("16 packed double additions, 8 flips  %.2f\n",
+              cyclesPerIteration(ZSP_LOOP(ZSP_ADDPD8 ZSP_ADDPD8 ZSP_FLIP4 ZSP_FLIP4)));
+  std::printf("8 swaps                              %.2f\n", cyclesPerIteration(ZSP_LOOP(ZSP_SWAP4 ZSP_SWAP4)));
   mix("16 additions, 8 multiplications, 8 copies", 32, ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4));
   mix("16 additions, 8 multiplications, 8 copies, 8 loads", 40,
       ZSP_LOOP(ZSP_ADDS8 ZSP_ADDS8 ZSP_MUL4 ZSP_MUL4 ZSP_LOAD8));
