@@ -5,12 +5,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace zspgen::lanes4 {
 
@@ -73,39 +70,6 @@ struct Pack {
   bool pairLoad = false;                 // Load: one 16-byte move of two neighbouring samples
   std::vector<LaneLocs> resolved;
 };
-
-// The written lines as statements for the scheduler: each defines one name (a store none) and reads the
-// names of earlier lines that it mentions; a line that reads the source is a load.
-std::vector<Statement> statementsOf(const std::string& text) {
-  std::vector<Statement> body;
-  std::unordered_set<std::string> defined;
-  std::istringstream lines(text);
-  const std::string defines = "const __m128 ";
-  std::string line;
-  while (std::getline(lines, line)) {
-    Statement st{Statement::Store, "", line, {}};
-    size_t from = 0;
-    if (line.compare(0, defines.size(), defines) == 0) {
-      from = line.find(" = ");
-      st.defines = line.substr(defines.size(), from - defines.size());
-      st.kind = line.find("src + ", from) != std::string::npos ? Statement::Load : Statement::Compute;
-    }
-    for (size_t i = from; i < line.size();) {
-      size_t j = i;
-      while (j < line.size() && (std::isalnum(static_cast<unsigned char>(line[j])) || line[j] == '_')) ++j;
-      if (j == i) {
-        ++i;
-        continue;
-      }
-      const std::string word = line.substr(i, j - i);
-      if (defined.count(word) && std::find(st.uses.begin(), st.uses.end(), word) == st.uses.end()) st.uses.push_back(word);
-      i = j;
-    }
-    if (!st.defines.empty()) defined.insert(st.defines);
-    body.push_back(std::move(st));
-  }
-  return body;
-}
 
 uint64_t pairKey(Ref a, Ref b) { return static_cast<uint64_t>(static_cast<uint32_t>(a)) << 32 | static_cast<uint32_t>(b); }
 
@@ -618,28 +582,29 @@ class Lowering {
     return sh.gather(t);
   }
 
-  void emitPack(int id, Shuffler& sh, std::ostringstream& s, Code& code) {
+  void emitPack(int id, Shuffler& sh, Body& body, Code& code) {
     const Pack& p = packs_[static_cast<size_t>(id)];
     const std::string v = reg(id, 0);
     if (p.kind == Pack::Load) {
       auto at = [](int sample) { return "reinterpret_cast<const __m64*>(src + " + std::to_string(2 * sample) + ")"; };
-      s << "const __m128 " << v << " = ";
+      std::string e;
       if (p.pairLoad) {
-        s << "Access::load(src + " << 2 * p.sample[0] << ");\n";
+        e = "Access::load(src + " + std::to_string(2 * p.sample[0]) + ")";
       } else if (p.sample[1] < 0) {
-        s << "_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << ");\n";
+        e = "_mm_loadl_pi(_mm_setzero_ps(), " + at(p.sample[0]) + ")";
       } else {
-        s << "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " << at(p.sample[0]) << "), " << at(p.sample[1]) << ");\n";
+        e = "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " + at(p.sample[0]) + "), " + at(p.sample[1]) + ")";
       }
+      body.define(Statement::Load, v, e, {});
       return;
     }
     if (p.kind == Pack::Product) {
       const std::string ar = operand(sh, p.resolved[0]), ai = operand(sh, p.resolved[1]);
       const std::string c = sh.constant(p.c), sn = sh.constant(p.s);
-      s << "const __m128 " << v << " = _mm_sub_ps(_mm_mul_ps(" << c << ", " << ar << "), _mm_mul_ps(" << sn << ", "
-        << ai << "));\n";
-      s << "const __m128 " << reg(id, 1) << " = _mm_add_ps(_mm_mul_ps(" << sn << ", " << ar << "), _mm_mul_ps(" << c
-        << ", " << ai << "));\n";
+      body.define(Statement::Compute, v, "_mm_sub_ps(_mm_mul_ps(" + c + ", " + ar + "), _mm_mul_ps(" + sn + ", " + ai + "))",
+                  {c, ar, sn, ai});
+      body.define(Statement::Compute, reg(id, 1),
+                  "_mm_add_ps(_mm_mul_ps(" + sn + ", " + ar + "), _mm_mul_ps(" + c + ", " + ai + "))", {c, ar, sn, ai});
       code.counts.addsub += 2;
       code.counts.mul += 4;
       return;
@@ -647,12 +612,11 @@ class Lowering {
     const std::string a = operand(sh, p.resolved[0]);
     const std::string b = p.resolved.size() > 1 ? operand(sh, p.resolved[1]) : "";
     const std::string k = p.op == Op::Mul ? sh.constant(p.c) : "";
-    s << "const __m128 " << v << " = ";
     switch (p.op) {
-      case Op::Add: s << "_mm_add_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-      case Op::Sub: s << "_mm_sub_ps(" << a << ", " << b << ");\n"; ++code.counts.addsub; break;
-      case Op::Mul: s << "_mm_mul_ps(" << k << ", " << a << ");\n"; ++code.counts.mul; break;
-      case Op::Neg: s << "_mm_xor_ps(" << a << ", _mm_set1_ps(-0.0f));\n"; ++code.counts.flip; break;
+      case Op::Add: body.define(Statement::Compute, v, "_mm_add_ps(" + a + ", " + b + ")", {a, b}); ++code.counts.addsub; break;
+      case Op::Sub: body.define(Statement::Compute, v, "_mm_sub_ps(" + a + ", " + b + ")", {a, b}); ++code.counts.addsub; break;
+      case Op::Mul: body.define(Statement::Compute, v, "_mm_mul_ps(" + k + ", " + a + ")", {k, a}); ++code.counts.mul; break;
+      case Op::Neg: body.define(Statement::Compute, v, "_mm_xor_ps(" + a + ", _mm_set1_ps(-0.0f))", {a}); ++code.counts.flip; break;
       default: failed_ = true; break;
     }
   }
@@ -704,8 +668,8 @@ class Lowering {
   void emitAll(Code& code) {
     const std::vector<std::vector<int>> deps = dependencies();
     if (failed_) return;
-    std::ostringstream s;
-    Shuffler sh(s, code.counts.shuffle);
+    Body body;
+    Shuffler sh(body, code.counts.shuffle);
     const size_t n = packs_.size();
     std::vector<LaneLocs> outs;
     std::vector<std::vector<int>> storedFrom;
@@ -741,14 +705,14 @@ class Lowering {
       const auto [a, b] = pairs[static_cast<size_t>(o)];
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
       const std::string out = "o" + std::to_string(a);
-      s << "const __m128 " << out << " = scale(" << v << ");\n";
+      body.define(Statement::Compute, out, "scale(" + v + ")", {v});
       ++code.counts.mul;  // under the hints that scale
       auto at = [](int sample) { return "reinterpret_cast<__m64*>(dst + " + std::to_string(2 * sample) + ")"; };
       if (contiguous_ && b == a + 1 && a % 2 == 0) {
-        s << "Access::store(dst + " << 2 * a << ", " << out << ");\n";
+        body.add(Statement::Store, "", "Access::store(dst + " + std::to_string(2 * a) + ", " + out + ");", {out});
       } else {
-        s << "_mm_storel_pi(" << at(a) << ", " << out << ");\n";
-        if (b >= 0) s << "_mm_storeh_pi(" << at(b) << ", " << out << ");\n";
+        body.add(Statement::Store, "", "_mm_storel_pi(" + at(a) + ", " + out + ");", {out});
+        if (b >= 0) body.add(Statement::Store, "", "_mm_storeh_pi(" + at(b) + ", " + out + ");", {out});
       }
     };
     // Loads stand where they are first needed, but all of them before the first store, since the
@@ -757,21 +721,21 @@ class Lowering {
     bool stored = false;
     for (int p : seq) {
       if (emitted[static_cast<size_t>(p)]) continue;
-      emitPack(p, sh, s, code);
+      emitPack(p, sh, body, code);
       emitted[static_cast<size_t>(p)] = 1;
       for (int o : outsOf[static_cast<size_t>(p)]) {
         if (--outWaiting[static_cast<size_t>(o)] != 0) continue;
         if (!stored)
           for (int q : seq)
             if (!emitted[static_cast<size_t>(q)] && packs_[static_cast<size_t>(q)].kind == Pack::Load) {
-              emitPack(q, sh, s, code);
+              emitPack(q, sh, body, code);
               emitted[static_cast<size_t>(q)] = 1;
             }
         stored = true;
         store(o);
       }
     }
-    code.body = statementsOf(s.str());
+    code.body = std::move(body).statements();
   }
 
   const Graph& g_;

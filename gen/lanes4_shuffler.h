@@ -5,20 +5,47 @@
 
 #include <algorithm>
 #include <array>
-#include <sstream>
+#include <initializer_list>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "gen/expr.h"
+#include "gen/schedule.h"
 
 namespace zspgen::lanes4 {
 
 constexpr int kLanes = 4;
 
+// The body as it is written: statements in order, each with the names of earlier statements that it
+// reads, which is what the scheduler orders them by.
+class Body {
+ public:
+  // A statement defining `name` (none for a store) from `operands`, which may hold expressions too.
+  void add(Statement::Kind kind, const std::string& name, const std::string& text,
+           std::initializer_list<std::string> operands) {
+    std::vector<std::string> reads;
+    for (const std::string& o : operands)
+      if (names_.count(o) && std::find(reads.begin(), reads.end(), o) == reads.end()) reads.push_back(o);
+    statements_.push_back({kind, name, text, std::move(reads)});
+    if (!name.empty()) names_.insert(name);
+  }
+  // `const __m128 name = expression;`
+  void define(Statement::Kind kind, const std::string& name, const std::string& expression,
+              std::initializer_list<std::string> operands) {
+    add(kind, name, "const __m128 " + name + " = " + expression + ";", operands);
+  }
+  std::vector<Statement> statements() && { return std::move(statements_); }
+
+ private:
+  std::vector<Statement> statements_;
+  std::unordered_set<std::string> names_;
+};
+
 class Shuffler {
  public:
-  Shuffler(std::ostringstream& out, int& count) : out_(out), count_(count) {}
+  Shuffler(Body& body, int& count) : body_(body), count_(count) {}
 
   struct Src {
     std::string var;  // empty: the lane is not needed
@@ -28,7 +55,7 @@ class Shuffler {
   std::string constant(const std::array<double, kLanes>& v) {
     std::string e = "_mm_setr_ps(";
     for (int l = 0; l < kLanes; ++l) e += (l ? ", " : "") + dag::literal(v[static_cast<size_t>(l)], dag::Type::F32);
-    return name(e + ")", "k", false);
+    return name(e + ")", "k", false, {});
   }
 
   std::string gather(const std::array<Src, kLanes>& t) {
@@ -56,7 +83,7 @@ class Shuffler {
       if (x.empty() || y.empty()) break;
       if (from(0, x) && from(2, x) && from(1, y) && from(3, y) && laneOr(0, half) == half && laneOr(2, half + 1) == half + 1 &&
           laneOr(1, half) == half && laneOr(3, half + 1) == half + 1)
-        return op(std::string(half ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x + ", " + y + ")");
+        return op(std::string(half ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x + ", " + y + ")", x, y);
     }
     Half p = pair(t[0], t[1]);
     const Half q = pair(t[2], t[3]);
@@ -81,31 +108,31 @@ class Shuffler {
     if (x.lane == y.lane) {
       const bool high = x.lane >= 2;
       const int at = 2 * (x.lane - (high ? 2 : 0));
-      return {op(std::string(high ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x.var + ", " + y.var + ")"), {at, at + 1}};
+      return {op(std::string(high ? "_mm_unpackhi_ps(" : "_mm_unpacklo_ps(") + x.var + ", " + y.var + ")", x.var, y.var), {at, at + 1}};
     }
-    if (x.lane < 2 && y.lane < 2) return {op("_mm_movelh_ps(" + x.var + ", " + y.var + ")"), {x.lane, 2 + y.lane}};
-    if (x.lane >= 2 && y.lane >= 2) return {op("_mm_movehl_ps(" + y.var + ", " + x.var + ")"), {x.lane - 2, y.lane}};
+    if (x.lane < 2 && y.lane < 2) return {op("_mm_movelh_ps(" + x.var + ", " + y.var + ")", x.var, y.var), {x.lane, 2 + y.lane}};
+    if (x.lane >= 2 && y.lane >= 2) return {op("_mm_movehl_ps(" + y.var + ", " + x.var + ")", x.var, y.var), {x.lane - 2, y.lane}};
     return {shuffle(x.var, y.var, {x.lane, x.lane, y.lane, y.lane}), {0, 2}};
   }
 
   std::string shuffle(const std::string& a, const std::string& b, std::array<int, kLanes> sel) {
     const int imm = sel[0] | sel[1] << 2 | sel[2] << 4 | sel[3] << 6;
-    return op("_mm_shuffle_ps(" + a + ", " + b + ", " + std::to_string(imm) + ")");
+    return op("_mm_shuffle_ps(" + a + ", " + b + ", " + std::to_string(imm) + ")", a, b);
   }
 
-  std::string op(const std::string& e) { return name(e, "s", true); }
+  std::string op(const std::string& e, const std::string& a, const std::string& b) { return name(e, "s", true, {a, b}); }
 
-  std::string name(const std::string& e, const char* prefix, bool counted) {
+  std::string name(const std::string& e, const char* prefix, bool counted, std::initializer_list<std::string> operands) {
     auto it = made_.find(e);
     if (it != made_.end()) return it->second;
     const std::string n = prefix + std::to_string(made_.size());
-    out_ << "const __m128 " << n << " = " << e << ";\n";
+    body_.define(Statement::Compute, n, e, operands);
     if (counted) ++count_;
     made_.emplace(e, n);
     return n;
   }
 
-  std::ostringstream& out_;
+  Body& body_;
   int& count_;
   std::unordered_map<std::string, std::string> made_;
 };
