@@ -8,7 +8,6 @@
 #include <initializer_list>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "gen/expr.h"
@@ -18,29 +17,13 @@ namespace zspgen::lanes4 {
 
 constexpr int kLanes = 4;
 
-// The body as it is written: statements in order, each with the names of earlier statements that it
-// reads, which is what the scheduler orders them by.
-class Body {
+// The body as it is written, with `const __m128 name = expression;` for its definitions.
+class Body : public StatementList {
  public:
-  // A statement defining `name` (none for a store) from `operands`, which may hold expressions too.
-  void add(Statement::Kind kind, const std::string& name, const std::string& text,
-           std::initializer_list<std::string> operands) {
-    std::vector<std::string> reads;
-    for (const std::string& o : operands)
-      if (names_.count(o) && std::find(reads.begin(), reads.end(), o) == reads.end()) reads.push_back(o);
-    statements_.push_back({kind, name, text, std::move(reads)});
-    if (!name.empty()) names_.insert(name);
-  }
-  // `const __m128 name = expression;`
   void define(Statement::Kind kind, const std::string& name, const std::string& expression,
               std::initializer_list<std::string> operands) {
     add(kind, name, "const __m128 " + name + " = " + expression + ";", operands);
   }
-  std::vector<Statement> statements() && { return std::move(statements_); }
-
- private:
-  std::vector<Statement> statements_;
-  std::unordered_set<std::string> names_;
 };
 
 class Shuffler {

@@ -5,7 +5,6 @@
 #include <map>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace zspgen::dag {
 
@@ -78,7 +77,7 @@ class Lowering {
 
   const Graph& g_;
   std::string (*sample_)(int32_t);
-  std::vector<Statement> body_;
+  StatementList body_;
   std::unordered_map<std::string, PairOp> ops_;
   PairCounts counts_;
   bool unsupported_ = false;
@@ -145,8 +144,7 @@ class Lowering {
   // A statement of `expr`, which reads `operands`: values (names of statements or samples) or constants.
   std::string emit(const std::string& expr, std::initializer_list<std::string> operands) {
     const std::string name = "v" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, "const __m128d " + name + " = " + expr + ";", valuesAmong(operands)});
-    values_.insert(name);
+    body_.add(Statement::Compute, name, "const __m128d " + name + " = " + expr + ";", operands);
     return name;
   }
   // The same, for a statement that is one packed instruction.
@@ -160,16 +158,13 @@ class Lowering {
  public:
   // The operands that are values, not constants.
   std::vector<std::string> valuesAmong(std::initializer_list<std::string> operands) const {
-    std::vector<std::string> v;
-    for (const std::string& o : operands)
-      if (values_.count(o)) v.push_back(o);
-    return v;
+    return body_.valuesAmong(operands);
   }
 
  private:
   std::string sample(int32_t k) {
     const std::string name = sample_(k);
-    values_.insert(name);
+    body_.declare(name);
     return name;
   }
 
@@ -322,8 +317,7 @@ class Lowering {
       expr = "0.0";
     }
     const std::string name = "s" + std::to_string(next_++);
-    body_.push_back({Statement::Compute, name, "const double " + name + " = " + expr + ";", reads});
-    values_.insert(name);
+    body_.addReading(Statement::Compute, name, "const double " + name + " = " + expr + ";", reads);
     scalars_.emplace(key(s), name);
     return name;
   }
@@ -333,7 +327,6 @@ class Lowering {
   }
 
   int next_ = 0;
-  std::unordered_set<std::string> values_;  // names of statements and samples: what a statement can read
   std::map<std::pair<uint64_t, uint64_t>, std::string> memo_;
   std::unordered_map<uint64_t, std::pair<std::string, int>> lanes_;
   std::unordered_map<uint64_t, std::string> scalars_;
@@ -350,7 +343,7 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
     code.outputs.push_back(l.pair({lo, false}, {hi, false}));
     code.outputUses.push_back(l.valuesAmong({code.outputs.back()}));
   }
-  code.body = std::move(l.body_);
+  code.body = std::move(l.body_).statements();
   code.ops = std::move(l.ops_);
   code.counts = l.counts_;
   code.ok = !l.unsupported_;

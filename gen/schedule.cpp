@@ -334,4 +334,17 @@ std::string scheduledText(const std::vector<Statement>& body, const std::string&
   return s.str();
 }
 
+std::vector<std::string> StatementList::valuesAmong(std::initializer_list<std::string> operands) const {
+  std::vector<std::string> v;
+  for (const std::string& o : operands)
+    if (values_.count(o) && std::find(v.begin(), v.end(), o) == v.end()) v.push_back(o);
+  return v;
+}
+
+void StatementList::addReading(Statement::Kind kind, const std::string& name, const std::string& text,
+                               std::vector<std::string> reads) {
+  statements_.push_back({kind, name, text, std::move(reads)});
+  if (!name.empty()) values_.insert(name);
+}
+
 }  // namespace zspgen

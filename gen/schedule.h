@@ -23,7 +23,9 @@
 #ifndef ZSPGEN_GEN_SCHEDULE_H
 #define ZSPGEN_GEN_SCHEDULE_H
 
+#include <initializer_list>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace zspgen {
@@ -33,6 +35,29 @@ struct Statement {
   std::string defines;            // the name the statement defines; empty for a store
   std::string text;               // the statement, without indentation or line end
   std::vector<std::string> uses;  // the names of the earlier statements whose values it reads
+};
+
+// A body as a lowering writes it. Each statement is added with its operands as written, values and
+// constants alike; it keeps those that are values (names that earlier statements define, or that were
+// declared as values made outside the body), each once, as the names it reads.
+class StatementList {
+ public:
+  // `name` is a value the statements may read that no statement of the list defines.
+  void declare(const std::string& name) { values_.insert(name); }
+  // Of `operands`, the values, each once, in their order.
+  std::vector<std::string> valuesAmong(std::initializer_list<std::string> operands) const;
+  // A statement defining `name` (empty for none) that reads the values among `operands`.
+  void add(Statement::Kind kind, const std::string& name, const std::string& text,
+           std::initializer_list<std::string> operands) {
+    addReading(kind, name, text, valuesAmong(operands));
+  }
+  // The same with the names it reads already picked out.
+  void addReading(Statement::Kind kind, const std::string& name, const std::string& text, std::vector<std::string> reads);
+  std::vector<Statement> statements() && { return std::move(statements_); }
+
+ private:
+  std::vector<Statement> statements_;
+  std::unordered_set<std::string> values_;
 };
 
 // Which of the orders from the ways of cutting a body takes.
