@@ -154,14 +154,6 @@ class Lowering {
     return name;
   }
 
-
- public:
-  // The operands that are values, not constants.
-  std::vector<std::string> valuesAmong(std::initializer_list<std::string> operands) const {
-    return body_.valuesAmong(operands);
-  }
-
- private:
   std::string sample(int32_t k) {
     const std::string name = sample_(k);
     body_.declare(name);
@@ -291,10 +283,10 @@ class Lowering {
     const Node& n = g_.node(s.r);
     if (auto it = lanes_.find(key(s)); it != lanes_.end()) {
       expr = lane(it->second.first, it->second.second);
-      reads = valuesAmong({it->second.first});
+      reads = body_.valuesAmong({it->second.first});
     } else if (auto jt = lanes_.find(key(flip(s))); jt != lanes_.end()) {
       expr = "-" + lane(jt->second.first, jt->second.second);
-      reads = valuesAmong({jt->second.first});
+      reads = body_.valuesAmong({jt->second.first});
     } else if (n.op == Op::Input) {
       const std::string v = sample(n.input / 2);
       expr = (s.neg ? "-" : "") + lane(v, n.input % 2);
@@ -305,13 +297,13 @@ class Lowering {
       const std::string a = scalar({n.a, false});
       ++counts_.scalar;
       expr = literal(sign(s) * n.value, Type::F64) + " * " + a;
-      reads = valuesAmong({a});
+      reads = body_.valuesAmong({a});
     } else if (isSum(n)) {
       const std::array<SRef, 2> t = terms(s);
       const std::string a = scalar(t[0]), b = scalar({t[1].r, false});
       ++counts_.scalar;
       expr = a + (t[1].neg ? " - " : " + ") + b;
-      reads = valuesAmong({a, b});
+      reads = body_.valuesAmong({a, b});
     } else {
       unsupported_ = true;
       expr = "0.0";
@@ -341,7 +333,7 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
   PairCode code;
   for (const auto& [lo, hi] : outputs) {
     code.outputs.push_back(l.pair({lo, false}, {hi, false}));
-    code.outputUses.push_back(l.valuesAmong({code.outputs.back()}));
+    code.outputUses.push_back(l.body_.valuesAmong({code.outputs.back()}));
   }
   code.body = std::move(l.body_).statements();
   code.ops = std::move(l.ops_);
