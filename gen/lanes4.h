@@ -10,10 +10,10 @@
 // Where a site has fewer than four instances and its instances hold sites of their own, it packs
 // whichever level executes fewer operations, the regroupings at a packed group's border estimated; the
 // lowering runs under several such estimates and keeps the code that executes the fewest four-lane
-// instructions. Products that feed a packed site are packed in the
-// consumer's lanes and executed as full complex multiplications by four-lane constants (1 and 0 in
-// lanes that the graph leaves unmultiplied). Whatever no rule packs runs in one lane of its own.
-// Between stages the lanes are regrouped by shuffles, made once and shared.
+// instructions. Products that feed a packed site are packed in the consumer's lanes and executed as
+// full complex multiplications by four-lane constants (1 and 0 in lanes that the graph leaves
+// unmultiplied). Whatever no rule packs runs in one lane of its own. Between stages the lanes are
+// regrouped by shuffles, made once and shared.
 #ifndef ZSPGEN_GEN_LANES4_H
 #define ZSPGEN_GEN_LANES4_H
 
