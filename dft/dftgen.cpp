@@ -136,6 +136,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
       refuse("the two-lane lowering leaves values unpaired");
   }
   ownRegisters = twoWide && 2 * static_cast<size_t>(n) + 1 + paired.body.size() > kOwnRegistersAbove;
+  if (ownRegisters) zspgen::dag::swapBeforeProducts(paired);
   if (ownRegisters) {
     s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
       << "* pDst, Zsp32s hint) {\n";

@@ -19,6 +19,16 @@ struct SRef {
 uint64_t key(SRef s) { return static_cast<uint64_t>(static_cast<uint32_t>(s.r)) * 2u + (s.neg ? 1u : 0u); }
 SRef flip(SRef s) { return {s.r, !s.neg}; }
 
+std::string swapText(const std::string& v) {
+  return "_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))";
+}
+std::string productText(const std::string& v, double lo, double hi) {
+  return "_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(hi, Type::F64) + ", " + literal(lo, Type::F64) + "))";
+}
+std::string definition(const std::string& name, const std::string& expr) {
+  return "const __m128d " + name + " = " + expr + ";";
+}
+
 std::string signMask(bool lo, bool hi) {
   return std::string("_mm_set_pd(") + (hi ? "-0.0" : "0.0") + ", " + (lo ? "-0.0" : "0.0") + ")";
 }
@@ -144,7 +154,7 @@ class Lowering {
   // A statement of `expr`, which reads `operands`: values (names of statements or samples) or constants.
   std::string emit(const std::string& expr, std::initializer_list<std::string> operands) {
     const std::string name = "v" + std::to_string(next_++);
-    body_.add(Statement::Compute, name, "const __m128d " + name + " = " + expr + ";", operands);
+    body_.add(Statement::Compute, name, definition(name, expr), operands);
     return name;
   }
   // The same, for a statement that is one packed instruction.
@@ -177,7 +187,7 @@ class Lowering {
   std::string swapped(const std::string& v) {
     ++counts_.shuffle;
     // pshufd leaves its source intact, so a swap of a value that lives on needs no copy first.
-    return emit("_mm_castsi128_pd(_mm_shuffle_epi32(_mm_castpd_si128(" + v + "), 0x4E))", {v}, {PairOp::Swap, v, ""});
+    return emit(swapText(v), {v}, {PairOp::Swap, v, ""});
   }
 
   std::string inputs(SRef lo, SRef hi) {
@@ -200,8 +210,7 @@ class Lowering {
     const double ch = sign(hi) * (H.op == Op::Mul ? H.value : 1.0);
     const std::string v = pair(a, b);
     ++counts_.mul;
-    return emit("_mm_mul_pd(" + v + ", _mm_set_pd(" + literal(ch, Type::F64) + ", " + literal(cl, Type::F64) + "))", {v},
-                {PairOp::Mul, v, "", cl, ch});
+    return emit(productText(v, cl, ch), {v}, {PairOp::Mul, v, "", cl, ch});
   }
 
   // How the terms of two sums pair up: A holds the first term of each lane, B the second, and the
@@ -340,6 +349,30 @@ PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outpu
   code.counts = l.counts_;
   code.ok = !l.unsupported_;
   return code;
+}
+
+void swapBeforeProducts(PairCode& code) {
+  std::unordered_map<std::string, std::vector<size_t>> readers;
+  for (size_t i = 0; i < code.body.size(); ++i)
+    for (const std::string& v : code.body[i].uses) readers[v].push_back(i);
+  for (const std::vector<std::string>& uses : code.outputUses)
+    for (const std::string& v : uses) readers[v].push_back(code.body.size());  // read by a store
+  for (Statement& product : code.body) {
+    auto p = code.ops.find(product.defines);
+    if (p == code.ops.end() || p->second.kind != PairOp::Mul) continue;
+    const std::vector<size_t>& r = readers[product.defines];
+    if (r.size() != 1 || r[0] == code.body.size()) continue;
+    Statement& swap = code.body[r[0]];
+    auto s = code.ops.find(swap.defines);
+    if (s == code.ops.end() || s->second.kind != PairOp::Swap) continue;
+    const PairOp mul = p->second;
+    // Of a swapped operand, the swap would undo a swap: left as it is.
+    if (auto x = code.ops.find(mul.a); x != code.ops.end() && x->second.kind == PairOp::Swap) continue;
+    product.text = definition(product.defines, swapText(mul.a));
+    p->second = {PairOp::Swap, mul.a, ""};
+    swap.text = definition(swap.defines, productText(product.defines, mul.hi, mul.lo));
+    s->second = {PairOp::Mul, product.defines, "", mul.hi, mul.lo};
+  }
 }
 
 }  // namespace zspgen::dag

@@ -56,6 +56,14 @@ struct PairCode {
 PairCode emitPairs(const Graph& g, const std::vector<std::pair<Ref, Ref>>& outputs,
                    std::string (*sampleName)(int32_t));
 
+// Rewrites each product that is only ever read swapped, p = x * (c, d) and then swap(p), as the swap of
+// x times (d, c): the same bits lane by lane, as many instructions of each kind, each statement keeping
+// its name and place. The swap (pshufd) writes a register of its own and leaves x intact, so where x
+// lives on no copy of it is made before the product, and the product then writes over the swap, which
+// no one else reads: one two-operand copy fewer. For bodies whose registers the generator allocates
+// itself (gen/pair_registers.h); the compiler's allocation does no better with it.
+void swapBeforeProducts(PairCode& code);
+
 }  // namespace zspgen::dag
 
 #endif  // ZSPGEN_GEN_PAIRS_H

@@ -243,4 +243,49 @@ TEST(PairRegisters, PoolPutsTheMostUsedPairsFirst) {
   EXPECT_EQ(pool.indexOf(0.75, 1.0), 1);
 }
 
+// A product read only by a swap becomes the swap of its operand times the swapped constants: every
+// value keeps its bits, a product read elsewhere too or taken of a swap stays, and the allocation needs
+// one instruction fewer where the operand lives on.
+TEST(PairRegisters, SwapBeforeProductsKeepsTheBitsAndSavesTheCopy) {
+  zspgen::dag::PairCode code;
+  auto add = [&](const std::string& name, PairOp op) {
+    std::vector<std::string> uses = {op.a};
+    if (!op.b.empty()) uses.push_back(op.b);
+    code.body.push_back({zspgen::Statement::Compute, name, "", uses});
+    code.ops[name] = op;
+  };
+  add("v0", {PairOp::Mul, "x0", "", 0.5, -0.75});
+  add("v1", {PairOp::Swap, "v0", ""});             // v0's only reader: rewritten
+  add("v2", {PairOp::Mul, "x0", "", 0.25, 0.375});  // x0 lives on past v0
+  add("v3", {PairOp::Add, "v1", "v2"});
+  add("v4", {PairOp::Mul, "x0", "", 0.3, 0.6});
+  add("v5", {PairOp::Swap, "v4", ""});  // v4 is read by v6 too: stays
+  add("v6", {PairOp::Sub, "v4", "v3"});
+  add("v7", {PairOp::Swap, "x0", ""});
+  add("v8", {PairOp::Mul, "v7", "", 0.7, 0.9});
+  add("v9", {PairOp::Swap, "v8", ""});  // a product of a swap: stays
+  code.outputs = {"v3", "v5", "v6", "v9"};
+  for (const std::string& o : code.outputs) code.outputUses.push_back({o});
+  const zspgen::dag::PairCode before = code;
+  zspgen::dag::swapBeforeProducts(code);
+
+  EXPECT_EQ(code.ops.at("v0").kind, PairOp::Swap);
+  EXPECT_EQ(code.ops.at("v1").kind, PairOp::Mul);
+  EXPECT_EQ(code.ops.at("v4").kind, PairOp::Mul);
+  EXPECT_EQ(code.ops.at("v8").kind, PairOp::Mul);
+  auto instructions = [](const zspgen::dag::PairCode& c) {
+    std::vector<pa::Instruction> body = {{pa::Instruction::Load, "x0", {}, 0}};
+    for (const zspgen::Statement& st : c.body) body.push_back({pa::Instruction::Compute, st.defines, c.ops.at(st.defines), 0});
+    for (size_t j = 0; j < c.outputs.size(); ++j)
+      body.push_back({pa::Instruction::Store, "", {PairOp::Add, c.outputs[j], ""}, 16 * static_cast<int>(j)});
+    return body;
+  };
+  const std::vector<pa::Instruction> was = instructions(before), is = instructions(code);
+  const std::vector<Pair> x = {{0.1, -0.7}, {0, 0}, {0, 0}, {0, 0}};
+  EXPECT_TRUE(sameBits(evaluate(was, x, {1, 1}), evaluate(is, x, {1, 1})));
+  const pa::Allocation a = pa::allocate(was, pa::poolOf(was), pa::Route::Aligned);
+  const pa::Allocation b = pa::allocate(is, pa::poolOf(is), pa::Route::Aligned);
+  EXPECT_EQ(b.lines.size() + 1, a.lines.size());
+}
+
 }  // namespace
