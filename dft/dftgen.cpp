@@ -80,11 +80,12 @@ constexpr size_t kOwnRegistersAbove = 3000;
 // the orders' instruction counts differ by less than 1% between the fast and the slow ones. The layouts
 // below were fast when measured with bench/body_layouts.py, which times every order at every start;
 // any change to these bodies can move the fast layouts, so that script is run again after one. In the
-// library (bench_dft) they took 1.36 to 1.40 cycles per bound cycle, where the bodies took 1.65, 1.66,
-// 1.69 and 1.37 (47 fwd, 47 inv, 59 fwd, 59 inv) before swapBeforeProducts and this table. A further effect lies below the layout: one layout timed fast (312 ns) from one compile ran slow
-// (377 ns) from another of the same source. The table makes the slow speed rarer; it cannot rule it
-// out. Without a layout a body takes the order of fewest instructions and starts where the code before
-// it ends; the any-address bodies always do.
+// library they take 1.38 to 1.44 cycles per bound cycle (bench/dft_report.py), where before
+// swapBeforeProducts and this table they took 1.65, 1.66, 1.69 and 1.37 (47 fwd, 47 inv, 59 fwd, 59
+// inv). A further effect lies below the layout: one layout timed fast (312 ns) from one compile ran
+// slow (377 ns) from another of the same source. The table makes the slow speed rarer; it cannot rule
+// it out. Without a layout a body takes the order of fewest instructions and starts where the code
+// before it ends; the any-address bodies always do.
 struct BodyLayout {
   int order;
   int lineOffset;  // -1: no chosen start
@@ -168,8 +169,8 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, con
       refuse("the two-lane lowering leaves values unpaired");
   }
   ownRegisters = twoWide && 2 * static_cast<size_t>(n) + 1 + paired.body.size() > kOwnRegistersAbove;
-  if (ownRegisters) zspgen::dag::swapBeforeProducts(paired);
   if (ownRegisters) {
+    zspgen::dag::swapBeforeProducts(paired);
     s << "template <class Access>\nZSP_DFT_INLINE zspStatus run(const " << sample << "* pSrc, " << sample
       << "* pDst, Zsp32s hint) {\n";
     s << zspgen::kernelChecks(inverse ? "Inverse" : "Forward", n, single);
