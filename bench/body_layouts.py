@@ -12,6 +12,7 @@ the rounds and the body's instruction count; `*` marks the layout the table hold
 """
 import argparse
 import concurrent.futures
+import functools
 import os
 import re
 import shlex
@@ -30,11 +31,16 @@ STARTS = (0, 16, 32, 48)
 TABLE_ENTRY = re.compile(r"\{(\d+), (false|true), \{(\d+), (-?\d+)\}\}")
 
 
+@functools.lru_cache(maxsize=None)
+def library_commands():
+    """The build's commands for the library, one per line (read once)."""
+    return subprocess.run(["ninja", "-C", BUILD, "-t", "commands", "lib/libzspgenx3.so.8.2"],
+                          check=True, capture_output=True, text=True).stdout.splitlines()
+
+
 def compile_command(source):
     """The compiler and flags the build uses for `source`, without its output and dependency options."""
-    commands = subprocess.run(["ninja", "-C", BUILD, "-t", "commands", "lib/libzspgenx3.so.8.2"],
-                              check=True, capture_output=True, text=True).stdout
-    for line in commands.splitlines():
+    for line in library_commands():
         if line.endswith(" " + source):
             keep, skip = [], False
             for w in shlex.split(line)[:-2]:  # drops "-c <source>"
@@ -75,7 +81,7 @@ def build(tmp, n, direction, order, start):
     source = subprocess.run([DFTGEN, "--layout", str(n), direction, str(order), str(start)],
                             check=True, capture_output=True, text=True).stdout
     aligned = source[source.index("__asm__ volatile("):]
-    instructions = aligned[:aligned.index(":\n")].count("\\n\\t\"") - (1 if start >= 0 else 0)
+    instructions = aligned[:aligned.index(":\n")].count("\\n\\t\"") - 1  # less the padding line
     with open(stem + ".cpp", "w") as f:
         f.write(source)
     command = compile_command(os.path.join(GENERATED, f"dft_{n}_64fc_{direction}.cpp"))

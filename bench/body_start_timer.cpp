@@ -1,5 +1,5 @@
-// Times one two-lane kernel compiled into this program (body_starts.py builds one program per body
-// start). The kernel is the internal function named by the macro KERNEL, called on 16-byte aligned
+// Times one two-lane kernel compiled into this program (body_layouts.py builds one program per layout
+// of the kernel's body). The kernel is the internal function named by the macro KERNEL, called on 16-byte aligned
 // buffers with hint 8 (no scaling); prints nanoseconds per call, the fastest of 60 batches of 5,000
 // calls, each batch at a placement of its own (placement.h).
 #include <algorithm>
