@@ -9,7 +9,8 @@ after its checks), and the `_unaligned` siblings listed apart by name (their `_u
 the one body of the kernels whose registers the generator allocates); the `_scaled` bodies are not
 counted.
 Prints CSV: name, instructions, packed add/sub, packed mul, shuffles, sign flips, register moves, stack
-accesses, and the generator's packed add/sub and mul.
+accesses, and the generator's packed add/sub, mul and shuffles, with the four-lane kernels' shuffles at
+the loads and stores and their 64-bit moves to or from a high half (which take a shuffle port too).
 """
 import collections
 import re
@@ -59,19 +60,20 @@ def count(library, func=FUNC):
 
 
 def read_packed(path):
-    """The generator's packed counts: name -> (shape, packed add/sub, packed mul)."""
+    """The generator's packed counts: name -> (shape, [packed add/sub, packed mul, shuffles, shuffles at the
+    loads and stores, moves to or from a high half])."""
     packed = {}
     for line in open(path):
         if line.startswith("#"):
             continue
-        n, precision, direction, shape, addsub, mul = line.split()[:6]
+        n, precision, direction, shape, addsub, mul, shuffle, _flip, _scalar, border, high = line.split()
         name = f"x3_zspgDFT{'Fwd' if direction == 'fwd' else 'Inv'}_CToC_{n}_{precision}"
-        packed[name] = (shape, addsub, mul)
+        packed[name] = (shape, [addsub, mul, shuffle, border, high])
     return packed
 
 
 COLUMNS = ["instructions", "addsub", "mul", "shuffle", "flip", "moves", "stack", "generator_addsub",
-           "generator_mul"]
+           "generator_mul", "generator_shuffle", "generator_border_shuffle", "generator_high_half"]
 
 
 def kernel_table(library, packed_path):
@@ -82,9 +84,9 @@ def kernel_table(library, packed_path):
     for name in [k for k in counts if k.endswith("_unscaled")]:
         counts[name[: -len("_unscaled")]] = counts.pop(name)  # a sibling's row under the sibling's name
     for name, c in counts.items():
-        shape, addsub, mul = packed.get(name.replace("owng", "zspg").replace("_unaligned", ""), ("", "", ""))
-        table[name] = (shape, [c["all"], c["addsub"], c["mul"], c["shuffle"], c["flip"], c["move"], c["stack"],
-                               addsub, mul])
+        shape, generator = packed.get(name.replace("owng", "zspg").replace("_unaligned", ""), ("", [""] * 5))
+        table[name] = (shape, [c["all"], c["addsub"], c["mul"], c["shuffle"], c["flip"], c["move"], c["stack"]]
+                       + generator)
     return table
 
 

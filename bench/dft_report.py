@@ -12,7 +12,9 @@ counts by kind beside the generator's packed counts (bench/dft_instructions.py),
 the timed call executes (bench/executed_path.py: aligned route, hint 8). No call runs faster than the
 call floor plus the larger of its bound and those instructions at --issue-width per cycle (6 by
 default); `limit_per_bound` is that limit over the bound, the cycles per bound a kernel would have if the
-front end took in its instructions at full width, and the summary gives its median.
+front end took in its instructions at full width, and the summary gives its median. The same options add
+each kernel's port floor (its additions and what shares their ports, from the generator's counts): over
+the bound, with only the shuffles at loads and stores, and the kernel's cycles over it.
 """
 import argparse
 import csv
@@ -108,6 +110,25 @@ def issue_limits(rows, library, instructions, floor, width):
             r["limit_per_bound"] = (floor + max(r["bound"], counts[name] / width)) / r["bound"]
 
 
+def port_floors(rows, instructions):
+    """Sets each row's port floor: the cycles its additions take on the adders' two ports together with the
+    half of its shuffles (and of the four-lane kernels' moves to or from a high half) that land there. In
+    build/bench/port_probe 8 shuffles, swaps or high-half loads beside 16 additions cost 2 cycles, not 4:
+    they run on two ports, one of them an adder's. `port_per_bound` is that floor over the bound,
+    `border_per_bound` the same with only the shuffles at the loads and stores (none between stages), and
+    `cycles_per_port` the kernel's cycles over its floor."""
+    for (p, d, n), r in rows.items():
+        values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", (None, None))[1]
+        if not r.get("bound") or not values or values[7] == "":
+            continue
+        add, shuffle, border, high = (int(values[i]) for i in (7, 9, 10, 11))
+        port = (add + (shuffle + high) / 2) / 2
+        r["port_per_bound"] = port / r["bound"]
+        r["border_per_bound"] = (add + (border + high) / 2) / 2 / r["bound"]
+        if r.get("zsp_cycles"):
+            r["cycles_per_port"] = r["zsp_cycles"] / port
+
+
 def summarise(rows, floor=None):
     lines = []
     for precision in ("32fc", "64fc"):
@@ -134,18 +155,30 @@ def summarise(rows, floor=None):
             if limits:
                 lines.append(f"    issue limit (call floor + max(bound, executed instructions / width)): median "
                              f"{limits[len(limits) // 2]:.2f} times the bound")
+            # From 6 samples up, where the kernels are vector code.
+            ports = [r for (p, d, n), r in rows.items()
+                     if p == precision and d == direction and n >= 6 and r.get("port_per_bound")]
+            if ports:
+                def median(key):
+                    return sorted(r[key] for r in ports)[len(ports) // 2]
+                lines.append(f"    port floor (additions and half the shuffles and high-half moves, 2 per cycle): median "
+                             f"{median('port_per_bound'):.2f} times the bound, kernels at {median('cycles_per_port'):.2f} "
+                             f"times it; loads and stores alone: {median('border_per_bound'):.2f}")
             if floor and all(r.get("bound") and r.get("fftw_cycles") for _, r in smallest):
                 lines.append(f"    N=2..5 at the call floor ({floor:.1f} cycles) + bound: ratio " + ", ".join(
                     f"{n}: {(floor + r['bound']) / r['fftw_cycles']:.2f}" for n, r in smallest))
     return lines
 
 
+PORT_COLUMNS = ["port_per_bound", "border_per_bound", "cycles_per_port"]
+
+
 def write_csv(rows, path, instructions):
     with open(path, "w", newline="") as f:
         w = csv.writer(f)
         w.writerow(["precision", "direction", "N", "zsp_ns", "fftw_ns", "ratio", "zsp_cycles", "bound_cycles",
-                    "cycles_per_bound"] + (["shape"] + dft_instructions.COLUMNS + ["executed", "limit_per_bound"]
-                                           if instructions else []))
+                    "cycles_per_bound"] + (["shape"] + dft_instructions.COLUMNS
+                                           + ["executed", "limit_per_bound"] + PORT_COLUMNS if instructions else []))
         for (p, d, n) in sorted(rows):
             r = rows[(p, d, n)]
             if "zsp_ns" not in r or "fftw_ns" not in r:
@@ -155,6 +188,7 @@ def write_csv(rows, path, instructions):
                 shape, values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", ("", [""] * len(dft_instructions.COLUMNS)))
                 counts = [shape] + values + [r.get("executed", ""),
                                              f"{r['limit_per_bound']:.2f}" if r.get("limit_per_bound") else ""]
+                counts += [f"{r[c]:.2f}" if r.get(c) else "" for c in PORT_COLUMNS]
             w.writerow([p, d, n, f"{r['zsp_ns']:.2f}", f"{r['fftw_ns']:.2f}", f"{r['zsp_ns'] / r['fftw_ns']:.3f}",
                         f"{r['zsp_cycles']:.1f}" if r.get("zsp_cycles") else "",
                         f"{r['bound']:.1f}" if r.get("bound") else "",
@@ -215,6 +249,7 @@ def main():
     if args.library and args.packed:
         instructions = dft_instructions.kernel_table(args.library, args.packed)
         issue_limits(rows, args.library, instructions, call_floor(results), args.issue_width)
+        port_floors(rows, instructions)
     write_csv(rows, args.out + ".csv", instructions)
     for line in summarise(rows, call_floor(results)):
         print(line)

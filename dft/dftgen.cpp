@@ -2,7 +2,9 @@
 //
 //   dftgen <out-dir>            one source per length, precision and direction,
 //                               dft_<N>_<type>_<fwd|inv>.cpp, with dft_counts.txt (the graph's operations)
-//                               dft_packed_counts.txt (the instructions the kernels execute) and
+//                               dft_packed_counts.txt (the instructions the kernels execute; for
+//                               four-lane kernels also the shuffles at loads and stores and the moves
+//                               to or from a high half) and
 //                               dft_expected.txt (inputs and the bits each kernel's code computes from them)
 //   dftgen --report             prints the count report only
 //
@@ -46,6 +48,9 @@ struct Emitted {
   std::vector<double> probe, probeOutputs;  // inputs in [-1, 1] and what the code computes from them
   Counts counts;
   zspgen::dag::PairCounts packed;  // the executed instructions, those of the body that scales
+  // Four-lane kernels: of the shuffles, those at the loads and stores, and the 64-bit moves to or from a
+  // high half, which take a shuffle port too.
+  int borderShuffles = 0, highHalves = 0;
   std::string recipe;
   std::string shape;
 };
@@ -204,6 +209,8 @@ std::string bodyCode(int n, bool single, bool inverse, const KernelGraph& k, con
     e.packed.mul = lanes.counts.mul;
     e.packed.shuffle = lanes.counts.shuffle;
     e.packed.flip = lanes.counts.flip;
+    e.borderShuffles = lanes.counts.borderShuffle;
+    e.highHalves = lanes.counts.highHalf;
     e.shape = "4-wide";
   } else if (twoWide) {
     s << "  const double* src = reinterpret_cast<const double*>(pSrc);\n";
@@ -397,7 +404,8 @@ int generate(int argc, char** argv) {
   zspgen::GeneratedTree tree(out, zspgen::commandLine(argc, argv));
   std::ostringstream report, packed, expected;
   report << "# length precision direction additions multiplications recipe\n";
-  packed << "# length precision direction shape packed-add-sub packed-mul shuffles sign-flips scalar-ops\n";
+  packed << "# length precision direction shape packed-add-sub packed-mul shuffles sign-flips scalar-ops "
+            "border-shuffles high-half-moves\n";
   expected << "# length precision direction, 2N input parts, 2N output parts under ZSP_NODIV_BY_ANY\n";
   for (int n = zsp::dft::kFirstLength; n <= zsp::dft::kLastLength; ++n) {
     for (bool single : {true, false}) {
@@ -406,7 +414,7 @@ int generate(int argc, char** argv) {
         const std::string tail = std::to_string(n) + (single ? " 32fc " : " 64fc ") + (inverse ? "inv " : "fwd ");
         report << tail << e.counts.adds << " " << e.counts.muls << " " << e.recipe << "\n";
         packed << tail << e.shape << " " << e.packed.addsub << " " << e.packed.mul << " " << e.packed.shuffle << " "
-               << e.packed.flip << " " << e.packed.scalar << "\n";
+               << e.packed.flip << " " << e.packed.scalar << " " << e.borderShuffles << " " << e.highHalves << "\n";
         if (reportOnly) continue;
         // The probe: what the compiled kernel must give under ZSP_NODIV_BY_ANY, bit for bit.
         expected << n << (single ? " 32fc " : " 64fc ") << (inverse ? "inv" : "fwd");

@@ -594,8 +594,10 @@ class Lowering {
         e = "_mm_loadl_pi(_mm_setzero_ps(), " + at(p.sample[0]) + ")";
       } else {
         e = "_mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), " + at(p.sample[0]) + "), " + at(p.sample[1]) + ")";
+        ++code.counts.highHalf;
       }
       body.define(Statement::Load, v, e, {});
+      sh.loaded(v);
       return;
     }
     if (p.kind == Pack::Product) {
@@ -669,7 +671,7 @@ class Lowering {
     const std::vector<std::vector<int>> deps = dependencies();
     if (failed_) return;
     Body body;
-    Shuffler sh(body, code.counts.shuffle);
+    Shuffler sh(body, code.counts.shuffle, code.counts.borderShuffle);
     const size_t n = packs_.size();
     std::vector<LaneLocs> outs;
     std::vector<std::vector<int>> storedFrom;
@@ -703,7 +705,9 @@ class Lowering {
     }
     auto store = [&](int o) {
       const auto [a, b] = pairs[static_cast<size_t>(o)];
+      const int before = code.counts.shuffle;
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
+      code.counts.borderShuffle += code.counts.shuffle - before;
       const std::string out = "o" + std::to_string(a);
       body.define(Statement::Compute, out, "scale(" + v + ")", {v});
       ++code.counts.mul;  // under the hints that scale
@@ -712,7 +716,10 @@ class Lowering {
         body.add(Statement::Store, "", "Access::store(dst + " + std::to_string(2 * a) + ", " + out + ");", {out});
       } else {
         body.add(Statement::Store, "", "_mm_storel_pi(" + at(a) + ", " + out + ");", {out});
-        if (b >= 0) body.add(Statement::Store, "", "_mm_storeh_pi(" + at(b) + ", " + out + ");", {out});
+        if (b >= 0) {
+          body.add(Statement::Store, "", "_mm_storeh_pi(" + at(b) + ", " + out + ");", {out});
+          ++code.counts.highHalf;
+        }
       }
     };
     // Loads stand where they are first needed, but all of them before the first store, since the

@@ -66,6 +66,12 @@ struct Counts {
   int mul = 0;      // 4-lane multiplications, scale included
   int shuffle = 0;  // lane regroupings
   int flip = 0;     // sign flips
+  // Of those regroupings, the ones at the border: between loaded samples and the split form, and
+  // between the split form and the samples stored. The rest regroup lanes between stages.
+  int borderShuffle = 0;
+  // 64-bit moves to or from a register's high half (gathered loads and stores): not shuffles, but they
+  // take a shuffle port all the same (build/bench/port_probe).
+  int highHalf = 0;
 };
 
 struct Code {

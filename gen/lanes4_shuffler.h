@@ -28,7 +28,11 @@ class Body : public StatementList {
 
 class Shuffler {
  public:
-  Shuffler(Body& body, int& count) : body_(body), count_(count) {}
+  // `count` counts every regrouping made, `border` those whose operands are all loaded registers
+  // (named by `loaded`).
+  Shuffler(Body& body, int& count, int& border) : body_(body), count_(count), border_(border) {}
+
+  void loaded(const std::string& name) { loaded_.push_back(name); }
 
   struct Src {
     std::string var;  // empty: the lane is not needed
@@ -103,7 +107,14 @@ class Shuffler {
     return op("_mm_shuffle_ps(" + a + ", " + b + ", " + std::to_string(imm) + ")", a, b);
   }
 
-  std::string op(const std::string& e, const std::string& a, const std::string& b) { return name(e, "s", true, {a, b}); }
+  std::string op(const std::string& e, const std::string& a, const std::string& b) {
+    const int before = count_;
+    const std::string n = name(e, "s", true, {a, b});
+    if (count_ != before && isLoaded(a) && isLoaded(b)) ++border_;
+    return n;
+  }
+
+  bool isLoaded(const std::string& v) const { return std::find(loaded_.begin(), loaded_.end(), v) != loaded_.end(); }
 
   std::string name(const std::string& e, const char* prefix, bool counted, std::initializer_list<std::string> operands) {
     auto it = made_.find(e);
@@ -117,6 +128,8 @@ class Shuffler {
 
   Body& body_;
   int& count_;
+  int& border_;
+  std::vector<std::string> loaded_;
   std::unordered_map<std::string, std::string> made_;
 };
 

@@ -140,4 +140,34 @@ TEST(DftCounts, SinglePrecisionRunsFourLanesNearTheReferenceCounts) {
   }
 }
 
+// The four-lane kernels' traffic at their border, which the benchmark report charges to the shuffle
+// ports. Gathered kernels (Good-Thomas, Rader) fetch and store every sample by a 64-bit move, one of each
+// two through a register's high half; contiguous ones (Cooley-Tukey, chirp) move whole pairs and never a
+// high half alone. The shuffles that split loaded pairs and form stored ones are at least one per sample
+// (half of one per sample each way), and a part of all shuffles.
+TEST(DftCounts, FourLaneBorderMovesFollowTheDataPath) {
+  const std::map<Key, Count> recipes = readReport();
+  std::ifstream in(ZSPGEN_DFT_PACKED_COUNTS);
+  int kernels = 0;
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream s(line);
+    int n, addsub, mul, shuffles, flips, scalars, border = -1, highHalves = -1;
+    std::string precision, direction, shape;
+    s >> n >> precision >> direction >> shape >> addsub >> mul >> shuffles >> flips >> scalars >> border >> highHalves;
+    if (shape != "4-wide") {
+      EXPECT_EQ(border, 0) << line;
+      EXPECT_EQ(highHalves, 0) << line;
+      continue;
+    }
+    ++kernels;
+    const std::string& recipe = recipes.at({n, precision, direction}).recipe;
+    const bool contiguous = recipe.find('x') != std::string::npos;
+    EXPECT_EQ(highHalves, contiguous ? 0 : 2 * (n / 2)) << line << " (" << recipe << ")";
+    EXPECT_GE(border, n) << line;
+    EXPECT_LE(border, shuffles) << line;
+  }
+  EXPECT_EQ(kernels, 118);
+}
+
 }  // namespace
