@@ -106,6 +106,8 @@ def issue_limits(rows, library, instructions, floor, width):
     for key, name in names.items():
         r = rows[key]
         r["executed"] = counts[name]
+        if r.get("zsp_cycles"):
+            r["executed_per_cycle"] = counts[name] / r["zsp_cycles"]
         if floor:
             r["limit_per_bound"] = (floor + max(r["bound"], counts[name] / width)) / r["bound"]
 
@@ -116,7 +118,8 @@ def port_floors(rows, instructions):
     build/bench/port_probe 8 shuffles, swaps or high-half loads beside 16 additions cost 2 cycles, not 4:
     they run on two ports, one of them an adder's. `port_per_bound` is that floor over the bound,
     `border_per_bound` the same with only the shuffles at the loads and stores (none between stages), and
-    `cycles_per_port` the kernel's cycles over its floor."""
+    `cycles_per_port` the kernel's cycles over its floor. (`executed_per_cycle`, set with the limits, is the
+    timed call's instructions over its cycles.)"""
     for (p, d, n), r in rows.items():
         values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", (None, None))[1]
         if not r.get("bound") or not values or values[7] == "":
@@ -160,17 +163,19 @@ def summarise(rows, floor=None):
                      if p == precision and d == direction and n >= 6 and r.get("port_per_bound")]
             if ports:
                 def median(key):
-                    return sorted(r[key] for r in ports)[len(ports) // 2]
+                    values = sorted(r[key] for r in ports if r.get(key))
+                    return values[len(values) // 2] if values else float("nan")
                 lines.append(f"    port floor (additions and half the shuffles and high-half moves, 2 per cycle): median "
                              f"{median('port_per_bound'):.2f} times the bound, kernels at {median('cycles_per_port'):.2f} "
-                             f"times it; loads and stores alone: {median('border_per_bound'):.2f}")
+                             f"times it; loads and stores alone: {median('border_per_bound'):.2f}; "
+                             f"{median('executed_per_cycle'):.2f} instructions per cycle")
             if floor and all(r.get("bound") and r.get("fftw_cycles") for _, r in smallest):
                 lines.append(f"    N=2..5 at the call floor ({floor:.1f} cycles) + bound: ratio " + ", ".join(
                     f"{n}: {(floor + r['bound']) / r['fftw_cycles']:.2f}" for n, r in smallest))
     return lines
 
 
-PORT_COLUMNS = ["port_per_bound", "border_per_bound", "cycles_per_port"]
+PORT_COLUMNS = ["port_per_bound", "border_per_bound", "cycles_per_port", "executed_per_cycle"]
 
 
 def write_csv(rows, path, instructions):
