@@ -101,7 +101,8 @@ def issue_limits(rows, library, instructions, floor, width):
     """Sets each row's executed instructions and its limit per bound. The path's additions must be the
     generator's packed count; in the scalar kernels gcc may pair some of them, so there no more than it."""
     names = {key: f"x3_zspgDFT{key[1]}_CToC_{key[2]}_{key[0]}" for key, r in rows.items() if r.get("bound")}
-    counts = checked(library, {name: (int(instructions[name][1][7]), instructions[name][0] == "scalar")
+    additions = dft_instructions.COLUMNS.index("generator_addsub")
+    counts = checked(library, {name: (int(instructions[name][1][additions]), instructions[name][0] == "scalar")
                                for name in names.values()})
     for key, name in names.items():
         r = rows[key]
@@ -120,11 +121,13 @@ def port_floors(rows, instructions):
     `border_per_bound` the same with only the shuffles at the loads and stores (none between stages), and
     `cycles_per_port` the kernel's cycles over its floor. (`executed_per_cycle`, set with the limits, is the
     timed call's instructions over its cycles.)"""
+    at = [dft_instructions.COLUMNS.index(c) for c in
+          ("generator_addsub", "generator_shuffle", "generator_border_shuffle", "generator_high_half")]
     for (p, d, n), r in rows.items():
         values = instructions.get(f"x3_zspgDFT{d}_CToC_{n}_{p}", (None, None))[1]
-        if not r.get("bound") or not values or values[7] == "":
+        if not r.get("bound") or not values or values[at[0]] == "":
             continue
-        add, shuffle, border, high = (int(values[i]) for i in (7, 9, 10, 11))
+        add, shuffle, border, high = (int(values[i]) for i in at)
         port = (add + (shuffle + high) / 2) / 2
         r["port_per_bound"] = port / r["bound"]
         r["border_per_bound"] = (add + (border + high) / 2) / 2 / r["bound"]

@@ -705,9 +705,10 @@ class Lowering {
     }
     auto store = [&](int o) {
       const auto [a, b] = pairs[static_cast<size_t>(o)];
-      const int before = code.counts.shuffle;
+      // Every shuffle that forms the stored pair is at the border, whatever its operands.
+      const int before = code.counts.shuffle, borderBefore = code.counts.borderShuffle;
       const std::string v = operand(sh, outs[static_cast<size_t>(o)]);
-      code.counts.borderShuffle += code.counts.shuffle - before;
+      code.counts.borderShuffle = borderBefore + code.counts.shuffle - before;
       const std::string out = "o" + std::to_string(a);
       body.define(Statement::Compute, out, "scale(" + v + ")", {v});
       ++code.counts.mul;  // under the hints that scale
