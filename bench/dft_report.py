@@ -14,7 +14,8 @@ call floor plus the larger of its bound and those instructions at --issue-width 
 default); `limit_per_bound` is that limit over the bound, the cycles per bound a kernel would have if the
 front end took in its instructions at full width, and the summary gives its median. The same options add
 each kernel's port floor (its additions and what shares their ports, from the generator's counts): over
-the bound, with only the shuffles at loads and stores, and the kernel's cycles over it.
+the bound, with only the shuffles at loads and stores, and the kernel's cycles over it; and the
+instructions per cycle of the timed call.
 """
 import argparse
 import csv
@@ -98,8 +99,9 @@ def call_floor(results):
 
 
 def issue_limits(rows, library, instructions, floor, width):
-    """Sets each row's executed instructions and its limit per bound. The path's additions must be the
-    generator's packed count; in the scalar kernels gcc may pair some of them, so there no more than it."""
+    """Sets each row's executed instructions, their count per cycle and its limit per bound. The path's
+    additions must be the generator's packed count; in the scalar kernels gcc may pair some of them, so
+    there no more than it."""
     names = {key: f"x3_zspgDFT{key[1]}_CToC_{key[2]}_{key[0]}" for key, r in rows.items() if r.get("bound")}
     additions = dft_instructions.COLUMNS.index("generator_addsub")
     counts = checked(library, {name: (int(instructions[name][1][additions]), instructions[name][0] == "scalar")
